@@ -1,0 +1,137 @@
+#include "StereoCamera.h"
+
+#include <cstdio>
+#include <iostream>
+#include <new>
+
+StereoCamera::StereoCamera() : StereoCamera(0)
+{
+}
+
+StereoCamera::StereoCamera(int deviceNode)
+{
+    DeviceNode = deviceNode;
+    LogLevel = 1;
+    if (!createLog())
+        return;
+    openCapture(false);
+}
+
+StereoCamera::StereoCamera(std::string fileName)
+{
+    if (!loadConfig(fileName)) {
+        // No log exists yet: the message goes to standard error.
+        std::fprintf(stderr, "Load %s error!\n", fileName.c_str());
+        m_log.reset();
+        return;
+    }
+    if (!createLog())
+        return;
+    openCapture(true);
+}
+
+StereoCamera::~StereoCamera()
+{
+    m_opened = false;
+    m_log.reset();
+    m_capture.reset();
+    m_captureThread.reset();
+    m_computeThread.reset();
+}
+
+bool StereoCamera::createLog()
+{
+    m_log.reset(new (std::nothrow) SystemLog(m_logName));
+    if (!m_log) {
+        std::cerr << "Init Camera Log Error!" << std::endl;
+        return false;
+    }
+    m_log->setLogLevel(LogLevel);
+    return true;
+}
+
+// Creates the capture object on DeviceNode. The file constructor hands the
+// configured size and rate to the device as they are, unchecked.
+bool StereoCamera::openCapture(bool fromFile)
+{
+    try {
+        m_capture.reset(new (std::nothrow) cv::VideoCapture(DeviceNode, cv::CAP_ANY));
+    } catch (const std::exception&) {
+        m_capture.reset(); // a backend that throws counts as no capture object
+    }
+    if (!m_capture) {
+        if (fromFile)
+            m_log->runTimeError("Init camera object error!\n");
+        else
+            m_log->runTimeError("Init Camera %d Error!\n", DeviceNode);
+        m_log.reset();
+        return false;
+    }
+    if (fromFile) {
+        m_capture->set(cv::CAP_PROP_FRAME_WIDTH, FrameSize.width);
+        m_capture->set(cv::CAP_PROP_FRAME_HEIGHT, FrameSize.height);
+        m_capture->set(cv::CAP_PROP_FPS, m_frameRate);
+    }
+    if (m_capture->isOpened())
+        m_opened = true;
+    return true;
+}
+
+bool StereoCamera::isOpened() { return m_opened; }
+
+bool StereoCamera::setLogLevel(int level)
+{
+    LogLevel = level;
+    return level >= 0;
+}
+
+bool StereoCamera::setPosNumber(int posNumber)
+{
+    m_posNumber = posNumber;
+    return true;
+}
+
+bool StereoCamera::setSerialNumber(int serialNumber)
+{
+    m_serialNumber = serialNumber;
+    return true;
+}
+
+bool StereoCamera::setRawFrameRate(int fps)
+{
+    m_frameRate = static_cast<float>(fps);
+    if (!m_capture)
+        return false;
+    m_capture->set(cv::CAP_PROP_FPS, fps);
+    return true;
+}
+
+bool StereoCamera::setRawFrameSize(cv::Size size)
+{
+    const bool accepted = size == cv::Size(1856, 800) || size == cv::Size(928, 400);
+    if (!accepted) {
+        if (m_log)
+            m_log->runTimeError("Image size must be 1856×800 or 928×400!\n");
+        return false;
+    }
+    FrameSize = size;
+    if (!m_capture)
+        return false;
+    m_capture->set(cv::CAP_PROP_FRAME_WIDTH, size.width);
+    m_capture->set(cv::CAP_PROP_FRAME_HEIGHT, size.height);
+    m_fisheyeRadius = size.width >> 2;
+    return true;
+}
+
+bool StereoCamera::setRectFrameSize(cv::Size size)
+{
+    RectifyFrameSize = size;
+    return size.width != 0;
+}
+
+int StereoCamera::getLogLevel() { return LogLevel; }
+int StereoCamera::getDeviceNode() { return DeviceNode; }
+int StereoCamera::getPosNumber() { return m_posNumber; }
+int StereoCamera::getSerialNumber() { return m_serialNumber; }
+float StereoCamera::getRawFrameRate() { return m_frameRate; }
+cv::Size StereoCamera::getRawFrameSize() { return FrameSize; }

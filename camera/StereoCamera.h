@@ -1,0 +1,166 @@
+#ifndef KORVANE_CAMERA_STEREOCAMERA_H
+#define KORVANE_CAMERA_STEREOCAMERA_H
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <opencv2/core.hpp>
+#include <opencv2/videoio.hpp>
+
+#include "SystemLog.h"
+
+// One coloured point of a point cloud: position in metres in the left eye's
+// camera frame, then the colour of its source pixel (B, G, R).
+struct PCL
+{
+    cv::Vec3f position;
+    cv::Vec3b color;
+};
+
+// One stereo fisheye camera exposed by the operating system as a numbered
+// video device: settings, capture, configuration and calibration files,
+// rectification, disparity, depth and point clouds.
+//
+// Every public operation is virtual so that a derived device camera can
+// stand in for it. Fields are protected so that derived classes reach them.
+class StereoCamera
+{
+public:
+    // A raw pair (left, right) or a disparity result (centre image,
+    // disparity) with the time stamp of the raw frame it came from.
+    struct TimeFrame
+    {
+        cv::Mat left;
+        cv::Mat right;
+        std::chrono::microseconds timeStamp{0};
+    };
+
+    // The camera on device node 0.
+    StereoCamera();
+    // The camera on the given device node.
+    explicit StereoCamera(int deviceNode);
+    // Settings (device node included) from a configuration file.
+    explicit StereoCamera(std::string fileName);
+
+    // Does not stop or join the workers: call stopStereoCompute() and
+    // stopCapture() first.
+    virtual ~StereoCamera();
+
+    StereoCamera(const StereoCamera&) = delete;
+    StereoCamera& operator=(const StereoCamera&) = delete;
+
+    virtual bool isOpened();
+    // Stores the level in this object only (the log keeps the level it was
+    // given at construction); returns level >= 0, storing negatives too.
+    virtual bool setLogLevel(int level);
+    virtual bool setPosNumber(int posNumber);
+    virtual bool setSerialNumber(int serialNumber);
+    // Stores fps; returns true, and applies it, only when a capture object exists.
+    virtual bool setRawFrameRate(int fps);
+    // Accepts only 1856x800 and 928x400; see the source for the exact steps.
+    virtual bool setRawFrameSize(cv::Size size);
+    // Stores the size unchecked; returns size.width != 0.
+    virtual bool setRectFrameSize(cv::Size size);
+    // params: intrinsic matrix, distortion, xi, rotation (of the selected
+    // eye), translation; deep copies are stored, entries past 4 ignored.
+    virtual bool setCalibParams(std::vector<cv::Mat> params, bool right);
+    virtual int getLogLevel();
+    virtual int getDeviceNode();
+    virtual int getPosNumber();
+    virtual int getSerialNumber();
+    // After capture has started this is the measured rate.
+    virtual float getRawFrameRate();
+    virtual cv::Size getRawFrameSize();
+    virtual bool getRawFrame(cv::Mat& frame, std::chrono::microseconds& timeStamp);
+    virtual bool getStereoFrame(cv::Mat& left, cv::Mat& right, std::chrono::microseconds& timeStamp);
+    virtual bool getDepthFrame(cv::Mat& depth, bool colour, std::chrono::microseconds& stamp);
+    virtual bool getDepthFrame(cv::Mat& disparity, cv::Mat& depth);
+    virtual bool getPointCloud(std::vector<cv::Vec3f>& points, std::chrono::microseconds& stamp);
+    virtual bool getPointCloud(std::vector<PCL>& points, std::chrono::microseconds& stamp);
+    // Appends shallow copies (sharing pixel data) of the selected eye's
+    // intrinsic matrix, distortion, xi, rotation, then the translation and
+    // the rectified camera matrix P.
+    virtual bool getCalibParams(std::vector<cv::Mat>& params, bool right);
+    virtual bool getRectStereoFrame(cv::Mat& left, cv::Mat& right, cv::Mat& centre);
+    virtual bool getRectStereoFrame(cv::Mat& left, cv::Mat& right);
+    virtual bool getRectStereoFrame(cv::Mat& left, cv::Mat& right, cv::Mat& centre,
+                                    std::chrono::microseconds& stamp);
+    virtual bool loadConfig(std::string fileName);
+    virtual bool loadCalibParams(std::string fileName);
+    // Saves the serial number under "FrameRate" and leaves out hFov,
+    // Transrate, Transmode and Depthmode; a saved file thus loads back with
+    // the serial number as its frame rate.
+    virtual bool saveConfig(std::string fileName);
+    virtual bool saveCalibParams(std::string fileName);
+    virtual bool startCapture(bool transmit, bool shareMemory);
+    virtual bool startStereoCompute();
+    virtual bool stopStereoCompute();
+    virtual bool stopCapture();
+
+protected:
+    int m_fisheyeRadius = 0;          // radius of the fisheye mask circle, raw width / 4
+    int Algorithm = 0;                // 0 semi-global matching, 1 block matching
+    int LogLevel = 1;
+    int DeviceNode = 0;
+    int m_posNumber = 0;              // mounting position: shared-memory key and port
+    int m_serialNumber = 0;
+    int Threshold = 120;              // radius of the disc the point cloud samples
+    float m_frameRate = 30.0f;        // requested, then measured, frame rate
+    int IpLastSegment = 15;           // last octet of the stream receiver's address
+    bool m_shareMemory = false;       // publish the left image in shared memory
+    bool m_transmit = false;          // publish frames through the video writer
+    std::atomic<bool> m_opened{false};         // device open; also the capture run flag
+    std::atomic<bool> m_computeRunning{false}; // disparity worker run flag
+    float m_maxDepth = 1.0f;          // metres
+    float m_minDepth = 0.05f;         // metres
+    int m_transmode = -1;             // -1 nothing, 0 to 4: what the writer sends
+    double m_transrate = 0.0;         // frame rate handed to the writer
+    double hFov = 90.0;               // perspective view field of view, degrees
+    double m_defaultFov = 90.0;       // what hFov falls back to
+    double m_lonLatDivisor = 222.0;   // divisor of the longitude-latitude view angle
+    double m_panoramicAngle = 180.0;  // longitude-latitude view angle, degrees
+    int Depthmode = 1;                // 1 longitude-latitude, 2 perspective
+    cv::VideoWriter m_videoWriter;
+    cv::Size FrameSize;               // raw side-by-side frame size
+    cv::Size RectifyFrameSize;        // size of each rectified image
+    TimeFrame m_rawFrame;             // newest raw pair
+    TimeFrame m_disparityFrame;       // newest centre image and disparity
+
+    // Calibration (loaded) and the rectified camera matrix P (built).
+    cv::Mat LeftXi;
+    cv::Mat LeftRotation;
+    cv::Mat LeftIntrinsicMatrix;
+    cv::Mat LeftDistortionCoefficients;
+    cv::Mat RightXi;
+    cv::Mat RightRotation;
+    cv::Mat RightIntrinsicMatrix;
+    cv::Mat RightDistortionCoefficients;
+    cv::Mat Translation;
+    cv::Mat m_rectifyCameraMatrix;
+    // Rectification maps, [eye: 0 left, 1 right][0 x map, 1 y map].
+    cv::Mat m_perspectiveMaps[2][2];
+    cv::Mat m_lonLatMaps[2][2];
+    cv::Mat m_workPair[2];            // scratch pair for the frame paths
+
+    std::unique_ptr<SystemLog> m_log;
+    std::string m_logName = "StereoCamera";
+    std::mutex m_frameMutex;          // guards m_rawFrame
+    std::mutex m_computeMutex;        // guards m_disparityFrame
+    std::condition_variable m_frameCondition;   // a new raw pair was stored
+    std::condition_variable m_computeCondition; // a new disparity was stored
+    std::unique_ptr<cv::VideoCapture> m_capture;
+    std::unique_ptr<std::thread> m_captureThread;
+    std::unique_ptr<std::thread> m_computeThread;
+
+private:
+    bool createLog();
+    bool openCapture(bool fromFile);
+};
+
+#endif

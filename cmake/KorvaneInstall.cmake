@@ -1,0 +1,31 @@
+include(CMakePackageConfigHelpers)
+
+set(KORVANE_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/KorvaneSDK)
+
+install(TARGETS korvane_camera korvane_control
+  EXPORT KorvaneSDKTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane)
+
+install(DIRECTORY camera/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane/camera
+  FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY include/Extension_Unit_Class/
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane/Extension_Unit_Class
+  FILES_MATCHING PATTERN "*.h")
+
+install(EXPORT KorvaneSDKTargets NAMESPACE Korvane:: DESTINATION ${KORVANE_CMAKE_DIR})
+
+configure_package_config_file(cmake/KorvaneSDKConfig.cmake.in
+  ${CMAKE_CURRENT_BINARY_DIR}/KorvaneSDKConfig.cmake
+  INSTALL_DESTINATION ${KORVANE_CMAKE_DIR})
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/KorvaneSDKConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/KorvaneSDKConfig.cmake
+              ${CMAKE_CURRENT_BINARY_DIR}/KorvaneSDKConfigVersion.cmake
+        DESTINATION ${KORVANE_CMAKE_DIR})
+
+configure_file(cmake/korvane-sdk.pc.in ${CMAKE_CURRENT_BINARY_DIR}/korvane-sdk.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/korvane-sdk.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
