@@ -16,6 +16,8 @@ bool readIntField(const cv::FileNode& node, int& value)
     return true;
 }
 
+bool isNumber(const cv::FileNode& node) { return node.isInt() || node.isReal(); }
+
 } // namespace
 
 NodeStatus readMatrixNode(const cv::FileNode& node, cv::Mat& out, std::string& why)
@@ -31,7 +33,8 @@ NodeStatus readMatrixNode(const cv::FileNode& node, cv::Mat& out, std::string& w
     int cols = 0;
     const cv::FileNode data = node["data"];
     if (!readIntField(node["rows"], rows) || !readIntField(node["cols"], cols) ||
-        !node["dt"].isString() || !data.isSeq() || !node["sizes"].empty()) {
+        !node["dt"].isString() || !node["sizes"].empty() ||
+        !(data.isSeq() || isNumber(data))) {
         why = "not a matrix with rows, cols, dt and data";
         return NodeStatus::Malformed;
     }
@@ -46,11 +49,16 @@ NodeStatus readMatrixNode(const cv::FileNode& node, cv::Mat& out, std::string& w
         why = "data does not hold rows x cols numbers";
         return NodeStatus::Malformed;
     }
-    for (const cv::FileNode element : data) {
-        if (!element.isInt() && !element.isReal()) {
-            why = "data holds something that is not a number";
-            return NodeStatus::Malformed;
-        }
+    // A single element may come as a plain number rather than a sequence (XML).
+    bool allNumbers = isNumber(data);
+    if (data.isSeq()) {
+        allNumbers = true;
+        for (const cv::FileNode element : data)
+            allNumbers = allNumbers && isNumber(element);
+    }
+    if (!allNumbers) {
+        why = "data holds something that is not a number";
+        return NodeStatus::Malformed;
     }
     cv::Mat raw;
     node >> raw;
