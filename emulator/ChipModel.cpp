@@ -1,0 +1,209 @@
+#include "emulator/ChipModel.h"
+
+#include <cerrno>
+#include <cstring>
+
+namespace korvane::emulator {
+
+namespace {
+
+constexpr std::uint16_t kChipIdRegister = 0x20FF;
+constexpr std::uint16_t kChipIdARegister = 0x2051;
+constexpr std::uint16_t kChipIdBRegister = 0x20D9;
+constexpr std::uint16_t kRestartRegister = 0x2034;
+constexpr std::uint8_t kIdOpcodeIndex = 13;
+constexpr std::uint16_t kProgramWindow = 64;
+
+std::uint32_t Little_Endian(const std::uint8_t* data, int bytes)
+{
+    std::uint32_t value = 0;
+    for (int i = bytes - 1; i >= 0; --i)
+        value = value << 8 | data[i];
+    return value;
+}
+
+void Put_Little_Endian(std::uint8_t* data, std::uint32_t value, int bytes)
+{
+    for (int i = 0; i < bytes; ++i)
+        data[i] = static_cast<std::uint8_t>(value >> (8 * i));
+}
+
+} // namespace
+
+ChipModel::ChipModel(const ChipProfile& profile, const FlashPart& flash)
+    : m_profile(profile), m_flash(flash), m_pieceLength(profile.pieceLength)
+{
+    Restart();
+}
+
+void ChipModel::Restart()
+{
+    m_isp.fill(0);
+    m_sensor.fill(0);
+    m_commandSet.fill(0xFF);
+    m_isp[kChipIdRegister] = m_profile.chipId;
+    m_isp[kChipIdARegister] = m_profile.chipIdA;
+    m_isp[kChipIdBRegister] = m_profile.chipIdB;
+    m_ispAddress = m_sensorAddress = 0;
+    m_commandIndex = 0;
+    m_pieceAddress = 0;
+    m_pieceControl = 0;
+    m_restartRequested = false;
+}
+
+bool ChipModel::Take_Restart_Request()
+{
+    const bool requested = m_restartRequested;
+    m_restartRequested = false;
+    return requested;
+}
+
+std::uint32_t ChipModel::Control_Length(std::uint8_t selector) const
+{
+    switch (selector) {
+    case 0x02: case 0x04: case 0x05:
+        return 2;
+    case 0x03: case 0x07: case 0x08: case 0x10:
+        return 1;
+    case 0x0D: case 0x0E:
+        return 4;
+    case 0x0F:
+        return m_pieceLength;
+    case 0x16:
+        return kProgramWindow;
+    case 0x17:
+        return 3;
+    default:
+        return 0;
+    }
+}
+
+int ChipModel::Answer(const XuQuery& query, std::uint8_t* data)
+{
+    if (query.unit != m_profile.unitId)
+        return ENOENT;
+    const std::uint32_t length = Control_Length(query.selector);
+    if (length == 0)
+        return ENOENT;
+    switch (query.query) {
+    case kGetLen:
+        if (query.size != 2)
+            return ENOBUFS;
+        Put_Little_Endian(data, length, 2);
+        return 0;
+    case kGetInfo:
+        if (query.size != 1)
+            return ENOBUFS;
+        data[0] = 0x03; // supports GET and SET
+        return 0;
+    case kGetMin: case kGetMax: case kGetRes: case kGetDef:
+        if (query.size != length)
+            return ENOBUFS;
+        std::memset(data, 0, length);
+        return 0;
+    case kSetCur:
+        return query.size != length ? ENOBUFS : Set(query.selector, data);
+    case kGetCur:
+        return query.size != length ? ENOBUFS : Get(query.selector, data);
+    default:
+        return EINVAL;
+    }
+}
+
+void ChipModel::Write_Isp(std::uint16_t address, std::uint8_t value)
+{
+    m_isp[address] = value;
+    if (address == kRestartRegister && value == 0x01)
+        m_restartRequested = true;
+}
+
+std::uint32_t ChipModel::Flash_Id() const { return m_flash.Identify(m_commandSet[kIdOpcodeIndex]); }
+
+int ChipModel::Set(std::uint8_t selector, const std::uint8_t* data)
+{
+    switch (selector) {
+    case 0x02:
+        m_ispAddress = static_cast<std::uint16_t>(Little_Endian(data, 2));
+        return 0;
+    case 0x03:
+        Write_Isp(m_ispAddress, data[0]);
+        return 0;
+    case 0x04:
+        m_sensorAddress = static_cast<std::uint16_t>(Little_Endian(data, 2));
+        return 0;
+    case 0x05:
+        m_sensor[m_sensorAddress] = static_cast<std::uint16_t>(Little_Endian(data, 2));
+        return 0;
+    case 0x07:
+        m_commandIndex = data[0];
+        return 0;
+    case 0x08:
+        m_commandSet[m_commandIndex] = data[0];
+        if (m_commandIndex == kIdOpcodeIndex)
+            Put_Little_Endian(&m_isp[kFlashIdRegister], Flash_Id(), 3);
+        return 0;
+    case 0x0D:
+        m_flash.Erase_Sector(Little_Endian(data, 4));
+        return 0;
+    case 0x0E:
+        m_pieceAddress = Little_Endian(data, 4);
+        return 0;
+    case 0x0F:
+        m_flash.Program(m_pieceAddress, data, m_pieceLength);
+        return 0;
+    case 0x10:
+        m_pieceControl = data[0];
+        return 0;
+    case 0x16:
+        m_flash.Program(m_pieceAddress, data, kProgramWindow);
+        return 0;
+    default:
+        return EIO; // read-only control
+    }
+}
+
+int ChipModel::Get(std::uint8_t selector, std::uint8_t* data)
+{
+    switch (selector) {
+    case 0x02:
+        Put_Little_Endian(data, m_ispAddress, 2);
+        return 0;
+    case 0x03:
+        data[0] = m_isp[m_ispAddress];
+        return 0;
+    case 0x04:
+        Put_Little_Endian(data, m_sensorAddress, 2);
+        return 0;
+    case 0x05:
+        Put_Little_Endian(data, m_sensor[m_sensorAddress], 2);
+        return 0;
+    case 0x07:
+        data[0] = m_commandIndex;
+        return 0;
+    case 0x08:
+        data[0] = m_commandSet[m_commandIndex];
+        return 0;
+    case 0x0D:
+        std::memset(data, 0, 4);
+        return 0;
+    case 0x0E:
+        Put_Little_Endian(data, m_pieceAddress, 4);
+        return 0;
+    case 0x0F:
+        m_flash.Read(m_pieceAddress, data, m_pieceLength);
+        return 0;
+    case 0x10:
+        data[0] = m_pieceControl;
+        return 0;
+    case 0x16:
+        m_flash.Read(m_pieceAddress, data, kProgramWindow);
+        return 0;
+    case 0x17:
+        Put_Little_Endian(data, Flash_Id(), 3);
+        return 0;
+    default:
+        return EIO;
+    }
+}
+
+} // namespace korvane::emulator

@@ -1,0 +1,68 @@
+#ifndef KORVANE_EMULATOR_CHIP_MODEL_H
+#define KORVANE_EMULATOR_CHIP_MODEL_H
+
+#include "emulator/ChipProfile.h"
+#include "emulator/SerialFlashModel.h"
+#include "emulator/XuQuery.h"
+
+#include <array>
+#include <cstdint>
+
+namespace korvane::emulator {
+
+// The controller chip behind the extension unit: an 8-bit ISP register
+// file and 16-bit sensor registers behind address and value selectors, the
+// flash command-set registers, the bulk piece selectors and the serial flash.
+// Not thread-safe: the owning module serialises access.
+class ChipModel
+{
+public:
+    // ISP registers where the chip puts the flash ID answer too.
+    static constexpr std::uint16_t kFlashIdRegister = 0x2C24;
+
+    ChipModel(const ChipProfile& profile, const FlashPart& flash);
+
+    // Answers one query in place; 0 or the errno value the driver would give.
+    int Answer(const XuQuery& query, std::uint8_t* data);
+
+    // Back to the power-on state; the flash keeps its contents.
+    void Restart();
+    // True once after the host wrote the restart request (0x01 to 0x2034).
+    bool Take_Restart_Request();
+
+    std::uint8_t Isp(std::uint16_t address) const { return m_isp[address]; }
+    void Set_Isp(std::uint16_t address, std::uint8_t value) { m_isp[address] = value; }
+    std::uint16_t Sensor(std::uint16_t address) const { return m_sensor[address]; }
+    void Set_Sensor(std::uint16_t address, std::uint16_t value) { m_sensor[address] = value; }
+    // Opcode loaded at a command-set index (1 .. 13).
+    std::uint8_t Command_Set(std::uint8_t index) const { return m_commandSet[index]; }
+    void Set_Piece_Length(std::uint32_t length) { m_pieceLength = length; }
+    SerialFlashModel& Flash() { return m_flash; }
+    const SerialFlashModel& Flash() const { return m_flash; }
+    const ChipProfile& Profile() const { return m_profile; }
+
+private:
+    // Data length of a selector, 0 when the chip has no such control.
+    std::uint32_t Control_Length(std::uint8_t selector) const;
+    int Set(std::uint8_t selector, const std::uint8_t* data);
+    int Get(std::uint8_t selector, std::uint8_t* data);
+    void Write_Isp(std::uint16_t address, std::uint8_t value);
+    std::uint32_t Flash_Id() const;
+
+    ChipProfile m_profile;
+    SerialFlashModel m_flash;
+    std::array<std::uint8_t, 0x10000> m_isp{};
+    std::array<std::uint16_t, 0x10000> m_sensor{};
+    std::array<std::uint8_t, 256> m_commandSet{};
+    std::uint16_t m_ispAddress = 0;
+    std::uint16_t m_sensorAddress = 0;
+    std::uint8_t m_commandIndex = 0;
+    std::uint32_t m_pieceAddress = 0;
+    std::uint8_t m_pieceControl = 0;
+    std::uint32_t m_pieceLength;
+    bool m_restartRequested = false;
+};
+
+} // namespace korvane::emulator
+
+#endif

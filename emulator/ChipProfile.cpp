@@ -1,0 +1,26 @@
+#include "emulator/ChipProfile.h"
+
+namespace korvane::emulator {
+
+const std::vector<ChipProfile>& Chip_Profiles()
+{
+    static const std::vector<ChipProfile> profiles = {
+        {"2620", 4, 0xD2, 0x00, 0x00, 1024, "MX25L512"},
+        {"2650", 4, 0x04, 0x00, 0x02, 4096, "GD25Q40C"},
+        {"2281", 3, 0xA8, 0x00, 0x00, 4096, "PM25LQ512"},
+        {"2085", 4, 0xC9, 0x01, 0x00, 1024, "GD25D05"},
+        {"2092", 4, 0xC5, 0x01, 0x00, 1024, "GD25D05"},
+        {"2282", 4, 0xFF, 0xFF, 0x00, 4096, "FM25Q04"},
+    };
+    return profiles;
+}
+
+const ChipProfile* Find_Chip_Profile(const std::string& name)
+{
+    for (const ChipProfile& profile : Chip_Profiles())
+        if (name == profile.name)
+            return &profile;
+    return nullptr;
+}
+
+} // namespace korvane::emulator

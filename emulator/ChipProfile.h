@@ -1,0 +1,29 @@
+#ifndef KORVANE_EMULATOR_CHIP_PROFILE_H
+#define KORVANE_EMULATOR_CHIP_PROFILE_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace korvane::emulator {
+
+// What an emulated controller chip answers out of reset.
+struct ChipProfile
+{
+    const char* name;         // "2620", "2650", ...
+    std::uint8_t unitId;      // the only extension unit that answers
+    std::uint8_t chipId;      // ISP 0x20FF
+    std::uint8_t chipIdA;     // ISP 0x2051
+    std::uint8_t chipIdB;     // ISP 0x20D9
+    std::uint16_t pieceLength; // GET_LEN answer of the bulk data selector
+    const char* flashPart;    // fitted by default
+};
+
+const std::vector<ChipProfile>& Chip_Profiles();
+
+// The profile of that name, or null.
+const ChipProfile* Find_Chip_Profile(const std::string& name);
+
+} // namespace korvane::emulator
+
+#endif

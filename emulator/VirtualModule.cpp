@@ -1,0 +1,103 @@
+#include "emulator/VirtualModule.h"
+
+#include <cerrno>
+#include <stdexcept>
+#include <utility>
+
+namespace korvane::emulator {
+
+namespace {
+
+std::unique_ptr<ChipModel> Make_Chip(const ModuleConfig& config)
+{
+    if (config.chip.empty())
+        return nullptr;
+    const ChipProfile* profile = Find_Chip_Profile(config.chip);
+    if (!profile)
+        throw std::invalid_argument("unknown chip: " + config.chip);
+    const std::string partName = config.flashPart.empty() ? profile->flashPart : config.flashPart;
+    const FlashPart* part = Find_Flash_Part(partName);
+    if (!part)
+        throw std::invalid_argument("unknown flash part: " + partName);
+    auto chip = std::make_unique<ChipModel>(*profile, *part);
+    if (config.pieceLength != 0)
+        chip->Set_Piece_Length(config.pieceLength);
+    return chip;
+}
+
+bool Is_Set_Request(std::uint8_t query) { return query == kSetCur; }
+
+} // namespace
+
+VirtualModule::VirtualModule(ModuleConfig config) : m_config(std::move(config)), m_chip(Make_Chip(m_config)) {}
+
+int VirtualModule::Answer(const std::string& node, const XuQuery& query, std::uint8_t* data)
+{
+    bool restartRequested = false;
+    int error = 0;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        QueryRecord record{node, query, {}, 0};
+        if (Is_Set_Request(query.query))
+            record.data.assign(data, data + query.size);
+        error = m_faults.Next(query);
+        if (error == 0)
+            error = m_chip ? m_chip->Answer(query, data) : ENOENT;
+        if (error == 0 && !Is_Set_Request(query.query))
+            record.data.assign(data, data + query.size);
+        record.error = error;
+        m_queries.push_back(std::move(record));
+        restartRequested = m_chip && m_chip->Take_Restart_Request();
+    }
+    if (restartRequested && m_restartListener)
+        m_restartListener();
+    return error;
+}
+
+void VirtualModule::Fail_Queries(const FaultRule& rule)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_faults.Add(rule);
+}
+
+void VirtualModule::Clear_Faults()
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_faults.Clear();
+}
+
+std::vector<QueryRecord> VirtualModule::Queries() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_queries;
+}
+
+void VirtualModule::Clear_Queries()
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_queries.clear();
+}
+
+std::uint8_t VirtualModule::Isp(std::uint16_t address)
+{
+    return With_Chip([address](ChipModel& chip) { return chip.Isp(address); });
+}
+
+void VirtualModule::Set_Isp(std::uint16_t address, std::uint8_t value)
+{
+    With_Chip([address, value](ChipModel& chip) { chip.Set_Isp(address, value); });
+}
+
+void VirtualModule::Set_Restart_Listener(std::function<void()> listener)
+{
+    m_restartListener = std::move(listener);
+}
+
+void VirtualModule::Restart_Chip()
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_chip)
+        m_chip->Restart();
+}
+
+} // namespace korvane::emulator

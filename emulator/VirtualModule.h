@@ -1,0 +1,65 @@
+#ifndef KORVANE_EMULATOR_VIRTUAL_MODULE_H
+#define KORVANE_EMULATOR_VIRTUAL_MODULE_H
+
+#include "emulator/ChipModel.h"
+#include "emulator/FaultPlan.h"
+#include "emulator/ModuleConfig.h"
+#include "emulator/XuQuery.h"
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace korvane::emulator {
+
+// The state of one virtual module, shared between the testbed's handler
+// thread (which answers queries) and the test (which sets it up and looks
+// at the traffic).
+class VirtualModule
+{
+public:
+    // Throws std::invalid_argument for an unknown chip or flash part.
+    explicit VirtualModule(ModuleConfig config);
+
+    const ModuleConfig& Config() const { return m_config; }
+    bool Has_Chip() const { return m_chip != nullptr; }
+
+    // Answers one extension-unit query that arrived at a node and logs it;
+    // 0 or the errno the query fails with.
+    int Answer(const std::string& node, const XuQuery& query, std::uint8_t* data);
+
+    void Fail_Queries(const FaultRule& rule);
+    void Clear_Faults();
+    // Every query answered so far, failed ones included, in order.
+    std::vector<QueryRecord> Queries() const;
+    void Clear_Queries();
+
+    // Runs an action on the chip (which must exist) under the module's lock.
+    template <typename Action>
+    auto With_Chip(Action&& action)
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return action(*m_chip);
+    }
+    std::uint8_t Isp(std::uint16_t address);
+    void Set_Isp(std::uint16_t address, std::uint8_t value);
+
+    // Called on the handler thread after the host asked the chip to restart.
+    void Set_Restart_Listener(std::function<void()> listener);
+    // Power-on state again, as after a restart.
+    void Restart_Chip();
+
+private:
+    ModuleConfig m_config;
+    mutable std::mutex m_mutex; // guards m_chip's state, m_faults and m_queries
+    std::unique_ptr<ChipModel> m_chip;
+    FaultPlan m_faults;
+    std::vector<QueryRecord> m_queries;
+    std::function<void()> m_restartListener; // set before the module is plugged in
+};
+
+} // namespace korvane::emulator
+
+#endif

@@ -1,0 +1,68 @@
+#ifndef KORVANE_EXTENSION_UNIT_CHIP_PROTOCOL_H
+#define KORVANE_EXTENSION_UNIT_CHIP_PROTOCOL_H
+
+// The operations shared by every chip protocol, driven by the chip's table.
+
+#include "Extension_Unit_Class/Extension_Unit_Base_Class.h"
+#include "Extension_Unit_Class/Extension_Unit_Base_Protocol.h"
+#include "Extension_Unit_Class/Extension_Unit_Chip_Table.h"
+
+#include <memory>
+#include <string>
+
+class Extension_Unit_Chip_Protocol : public Extension_Unit_Base_Protocol
+{
+public:
+    ~Extension_Unit_Chip_Protocol() override;
+
+    int Read_ISP_Register(std::uint16_t address, std::uint8_t* value) override;
+    int Write_ISP_Register(std::uint16_t address, std::uint8_t value) override;
+    int Read_Sensor_Register(std::uint16_t address, std::uint16_t* value) override;
+    int Write_Sensor_Register(std::uint16_t address, std::uint16_t value) override;
+    int Read_ISP_Mem_Piece(std::uint16_t piece, std::uint8_t* buffer) override;
+    int Write_ISP_Mem_Piece(std::uint16_t piece, std::uint8_t* buffer) override;
+    int Set_Flash_type(bool full) override;
+    SerialFlashCommand Read_Flash_type(std::uint8_t* type) override;
+    int Read_Flash_type() override;
+    int Get_Flash_Length_Mes(std::uint16_t& length) override;
+    int Set_Rom_Code(std::uint8_t* image, std::uint32_t length) override;
+    int Download_Firmware(std::uint8_t* image, std::uint32_t length, float* progress) override;
+    int reset() override;
+    int Read_Exid(std::uint8_t* buffer) override;
+    int Write_Exid(std::uint8_t* buffer) override;
+    int Read_Flash_Piece(std::uint16_t piece, std::uint8_t* buffer) override;
+    int Write_Flash_Piece(std::uint16_t piece, std::uint8_t* buffer) override;
+    int Output_GPIO_Init_Api(std::uint32_t pin) override;
+    int Input_GPIO_Init_Api(std::uint32_t pin) override;
+    int Set_Output_GPIO_Api(std::uint32_t pin, std::uint8_t level) override;
+    int Get_Input_GPIO_Api(std::uint32_t pin, std::uint8_t* level) override;
+    const char* This_is() override;
+
+    // Takes over the control object this protocol drives, so that it lives as long as the protocol.
+    void Own_Extension_Unit(std::unique_ptr<Extension_Unit_Base_Class> extUnit);
+
+    Extension_Unit_Base_Class* pExtUnit; // the control object driven; owned only after Own_Extension_Unit
+    SerialFlashCommand SF_Command;
+    SerialFlashCommand SF_Command_Set;
+    std::string str_name;
+    std::uint32_t u_StepNum;
+    float f_Schedule;
+
+protected:
+    Extension_Unit_Chip_Protocol(Extension_Unit_Base_Class* extUnit, const Extension_Unit_Chip_Table& table,
+                                 const char* name);
+
+    // A chip test: reads the identification registers through this protocol,
+    // logs them and applies the rules; 1 and ChipType set on a match, else 0.
+    int Recognise(const Chip_Detection_Table& detection);
+
+private:
+    // Sends a copy of a template with its cur half pointed at data.
+    int Send(const Windows_UVC_xu_control_unit& request, void* data);
+    std::uint8_t Read_Id_Register(std::uint16_t address, std::uint8_t preset);
+
+    const Extension_Unit_Chip_Table& m_table;
+    std::unique_ptr<Extension_Unit_Base_Class> m_ownedExtUnit;
+};
+
+#endif

@@ -1,0 +1,34 @@
+#ifndef KORVANE_EXTENSION_UNIT_CHIP_TABLE_H
+#define KORVANE_EXTENSION_UNIT_CHIP_TABLE_H
+
+// What distinguishes one controller chip from another, as data: the chip
+// protocols share their algorithms and each one hands them its table.
+
+#include "Extension_Unit_Class/Chip_Id_Rules.h"
+#include "Extension_Unit_Class/Extension_Unit_Templates.h"
+
+#include <cstddef>
+#include <cstdint>
+
+struct Extension_Unit_Chip_Table
+{
+    std::uint16_t unitId;               // extension-unit id of the chip
+    Extension_Unit_Templates templates; // request templates on that unit
+    // The bulk piece channel's length negotiation, in order.
+    Windows_UVC_xu_control Windows_GET_Piece_Mes_Length[3];
+    std::size_t pieceLengthRecordCount;
+    std::uint16_t pieceLength;                   // bytes per bulk piece transfer
+    std::uint8_t Allow_Read_Flash_Piece_index[3]; // user piece index -> 4096-byte flash piece
+    float progressDivisor;                       // download steps per percent
+};
+
+// How a chip test reads the identification registers and decides.
+struct Chip_Detection_Table
+{
+    std::uint8_t presetId;  // id buffer before the read, kept when the read fails
+    bool readsAllThree;     // id only, or id, 0x2051 and 0x20D9
+    const Chip_Id_Rule* rules;
+    std::size_t ruleCount;
+};
+
+#endif

@@ -1,0 +1,19 @@
+#ifndef KORVANE_EXTENSION_UNIT_SPCA2282_PROTOCOL_H
+#define KORVANE_EXTENSION_UNIT_SPCA2282_PROTOCOL_H
+
+// Protocol of the SPCA2282 controller, which works like the SPCA2650.
+
+#include "Extension_Unit_Class/Extension_Unit_SPCA2650_Protocol.h"
+
+class Extension_Unit_SPCA2282_Protocol : public Extension_Unit_SPCA2650_Protocol
+{
+public:
+    explicit Extension_Unit_SPCA2282_Protocol(Extension_Unit_Base_Class* extUnit);
+
+    // 1 and ChipType set when the three identification registers name a chip, else 0.
+    static int This_Is_Me(Extension_Unit_Base_Class* extUnit);
+    // The chip code this chip's test gives for the identification registers, 0 for none.
+    static std::uint32_t Chip_Code_For(const Chip_Id_Registers& registers);
+};
+
+#endif

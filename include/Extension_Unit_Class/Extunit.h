@@ -1,0 +1,14 @@
+#ifndef KORVANE_EXTENSION_UNIT_EXTUNIT_H
+#define KORVANE_EXTENSION_UNIT_EXTUNIT_H
+
+// Building and destroying the chip protocol of an open video device.
+
+#include "Extension_Unit_Class/Extension_Unit_Base_Protocol.h"
+
+// Detects the chip behind the descriptor and returns its protocol, or null
+// when no chip test recognises it. Free the result with Delete_Extension_Unit.
+Extension_Unit_Base_Protocol* Get_Extension_Unit(int fd);
+
+void Delete_Extension_Unit(Extension_Unit_Base_Protocol* protocol);
+
+#endif

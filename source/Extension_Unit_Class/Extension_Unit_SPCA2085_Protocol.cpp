@@ -1,0 +1,51 @@
+#include "Extension_Unit_Class/Extension_Unit_SPCA2085_Protocol.h"
+
+#include <iterator>
+
+namespace {
+
+constexpr std::uint16_t kUnit = 4;
+
+const Extension_Unit_Chip_Table kTable = {
+    kUnit,
+    Make_Extension_Unit_Templates(kUnit),
+    {Get_Len_Request(kUnit, XU_SEL_PIECE_CONTROL, 1), Set_Cur_Request(kUnit, XU_SEL_PIECE_CONTROL, 1),
+     Get_Len_Request(kUnit, XU_SEL_PIECE_DATA, 0x400)},
+    3,
+    0x400,
+    {15, 14, 0},
+    1.48f,
+};
+
+const Chip_Id_Rule kRules[] = {
+    {0xC9, 1, 0, CHIP_SPCA2085},
+    {0xD2, 0, 0, CHIP_SPCA2620},
+    {0xC5, 1, 0, CHIP_SPCA2092},
+    {CHIP_ID_ANY, 0, 2, CHIP_SPCA2650},
+};
+
+const Chip_Detection_Table kDetection = {0x00, true, kRules, std::size(kRules)};
+
+} // namespace
+
+Extension_Unit_SPCA2085_Protocol::Extension_Unit_SPCA2085_Protocol(Extension_Unit_Base_Class* extUnit)
+    : Extension_Unit_SPCA2085_Protocol(extUnit, "QLV_1080P_1")
+{
+}
+
+Extension_Unit_SPCA2085_Protocol::Extension_Unit_SPCA2085_Protocol(Extension_Unit_Base_Class* extUnit,
+                                                                   const char* name)
+    : Extension_Unit_Chip_Protocol(extUnit, kTable, name)
+{
+}
+
+int Extension_Unit_SPCA2085_Protocol::This_Is_Me(Extension_Unit_Base_Class* extUnit)
+{
+    Extension_Unit_SPCA2085_Protocol probe(extUnit);
+    return probe.Recognise(kDetection);
+}
+
+std::uint32_t Extension_Unit_SPCA2085_Protocol::Chip_Code_For(const Chip_Id_Registers& registers)
+{
+    return Match_Chip_Id(kRules, registers);
+}

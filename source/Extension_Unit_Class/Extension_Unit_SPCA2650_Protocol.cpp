@@ -1,0 +1,52 @@
+#include "Extension_Unit_Class/Extension_Unit_SPCA2650_Protocol.h"
+
+#include <iterator>
+
+namespace {
+
+constexpr std::uint16_t kUnit = 4;
+
+const Extension_Unit_Chip_Table kTable = {
+    kUnit,
+    Make_Extension_Unit_Templates(kUnit),
+    {Get_Len_Request(kUnit, XU_SEL_PIECE_DATA, 1), Get_Len_Request(kUnit, XU_SEL_PIECE_DATA, 0x1000), {}},
+    2,
+    0x1000,
+    {46, 45, 44},
+    5.8f,
+};
+
+// Decides on the id alone; 0x2051 and 0x20D9 are read and logged only.
+const Chip_Id_Rule kRules[] = {
+    {0xC5, CHIP_ID_ANY, CHIP_ID_ANY, CHIP_SPCA2092}, {0x00, CHIP_ID_ANY, CHIP_ID_ANY, CHIP_SPCA2650},
+    {0x04, CHIP_ID_ANY, CHIP_ID_ANY, CHIP_SPCA2650}, {0xA8, CHIP_ID_ANY, CHIP_ID_ANY, CHIP_SPCA2281},
+    {0xC9, CHIP_ID_ANY, CHIP_ID_ANY, CHIP_SPCA2085}, {0xD2, CHIP_ID_ANY, CHIP_ID_ANY, CHIP_SPCA2620},
+    {0xFF, CHIP_ID_ANY, CHIP_ID_ANY, CHIP_SPCA2282},
+};
+
+// The 0xFE preset is no known id, so a failed read is not recognised.
+const Chip_Detection_Table kDetection = {0xFE, true, kRules, std::size(kRules)};
+
+} // namespace
+
+Extension_Unit_SPCA2650_Protocol::Extension_Unit_SPCA2650_Protocol(Extension_Unit_Base_Class* extUnit)
+    : Extension_Unit_SPCA2650_Protocol(extUnit, "QLVR_56_2")
+{
+}
+
+Extension_Unit_SPCA2650_Protocol::Extension_Unit_SPCA2650_Protocol(Extension_Unit_Base_Class* extUnit,
+                                                                   const char* name)
+    : Extension_Unit_Chip_Protocol(extUnit, kTable, name)
+{
+}
+
+int Extension_Unit_SPCA2650_Protocol::This_Is_Me(Extension_Unit_Base_Class* extUnit)
+{
+    Extension_Unit_SPCA2650_Protocol probe(extUnit);
+    return probe.Recognise(kDetection);
+}
+
+std::uint32_t Extension_Unit_SPCA2650_Protocol::Chip_Code_For(const Chip_Id_Registers& registers)
+{
+    return Match_Chip_Id(kRules, registers);
+}

@@ -1,0 +1,37 @@
+#ifndef KORVANE_LINUX_V4L2_ENUM_VIDEO_NODE_WALK_H
+#define KORVANE_LINUX_V4L2_ENUM_VIDEO_NODE_WALK_H
+
+// Visits every video4linux node known to libudev that opens and answers the
+// V4L2 capability query, in libudev's order.
+
+#include "Extension_Unit_Class/v4l2_dev_sys_data.h"
+
+#include <functional>
+
+#include <libudev.h>
+#include <linux/videodev2.h>
+
+class Video_Node_Walk
+{
+public:
+    // The node's udev device, its path, its open descriptor (closed by the
+    // walk after the call) and its capabilities.
+    using Visitor = std::function<void(udev_device* device, const char* node, int fd, const v4l2_capability& capability)>;
+
+    explicit Video_Node_Walk(udev* context);
+
+    void Visit(const Visitor& visitor);
+
+    // Fills a zeroed description from the node, its capabilities and its USB
+    // parent. With bcdFromAttribute, Bcd is parsed from "bcdDevice" in base
+    // 10; otherwise it is the low 16 bits of the USB device number.
+    static void Describe(_v4l2_dev_sys_data_t& description, udev_device* device, const char* node,
+                         const v4l2_capability& capability, bool bcdFromAttribute);
+
+private:
+    void Visit_Entry(const char* syspath, const Visitor& visitor);
+
+    udev* m_context; // borrowed
+};
+
+#endif
