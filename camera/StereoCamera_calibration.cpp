@@ -5,6 +5,7 @@
 #include <new>
 
 #include "MatrixFileValues.h"
+#include "StorageText.h"
 
 namespace {
 
@@ -50,6 +51,10 @@ void readCalibKey(cv::FileStorage& fs, const char* key, const CalibShape& shape,
 
 bool StereoCamera::loadCalibParams(std::string fileName)
 {
+    if (korvane::inspectStorageFile(fileName) == korvane::StorageText::Refused) {
+        std::cerr << "Read A NULL File, Camera CalibParams not loaded!" << std::endl;
+        return false;
+    }
     try {
         std::unique_ptr<cv::FileStorage> fs(
             new (std::nothrow) cv::FileStorage(fileName, cv::FileStorage::READ));

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "MatrixFileValues.h"
+#include "StorageText.h"
 
 namespace {
 
@@ -80,6 +81,10 @@ bool readConfigValues(cv::FileStorage& fs, ConfigValues& values, std::string& wh
 
 bool StereoCamera::loadConfig(std::string fileName)
 {
+    if (korvane::inspectStorageFile(fileName) == korvane::StorageText::Refused) {
+        std::cerr << "Read A NULL File," << fileName << " not loaded!" << std::endl;
+        return false;
+    }
     try {
         std::unique_ptr<cv::FileStorage> fs(
             new (std::nothrow) cv::FileStorage(fileName, cv::FileStorage::READ));

@@ -10,7 +10,9 @@ install(TARGETS korvane_camera korvane_control
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane)
 
 install(DIRECTORY camera/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane/camera
-  FILES_MATCHING PATTERN "*.h")
+  FILES_MATCHING PATTERN "*.h"
+  PATTERN "MatrixFileValues.h" EXCLUDE
+  PATTERN "StorageText.h" EXCLUDE)
 install(DIRECTORY include/Extension_Unit_Class/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane/Extension_Unit_Class
   FILES_MATCHING PATTERN "*.h")
@@ -26,6 +28,8 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/KorvaneSDKConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/KorvaneSDKConfigVersion.cmake
         DESTINATION ${KORVANE_CMAKE_DIR})
 
+# The .pc file finds its prefix from its own place, so the tree can move.
+file(RELATIVE_PATH KORVANE_PC_TO_PREFIX /p/${CMAKE_INSTALL_LIBDIR}/pkgconfig /p)
 configure_file(cmake/korvane-sdk.pc.in ${CMAKE_CURRENT_BINARY_DIR}/korvane-sdk.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/korvane-sdk.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

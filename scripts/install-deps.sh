@@ -5,7 +5,7 @@ set -euo pipefail
 
 main_packages=(
   build-essential cmake ninja-build pkg-config
-  libopencv-dev libopencv-contrib-dev libudev-dev
+  libopencv-dev libopencv-contrib-dev libudev-dev zlib1g-dev
 )
 test_packages=(
   "${main_packages[@]}"

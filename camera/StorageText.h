@@ -1,0 +1,43 @@
+#ifndef KORVANE_CAMERA_STORAGETEXT_H
+#define KORVANE_CAMERA_STORAGETEXT_H
+
+// Internal: a look at a settings file before the storage parser reads it in
+// this process. The video library's parser crashes or loops for ever on some
+// malformed input, so a file is refused when it holds bytes no YAML, XML or
+// JSON text holds, or when a trial parse in a child process faults or runs
+// past a time limit. Not installed.
+
+#include <cstddef>
+#include <string>
+
+namespace korvane {
+
+enum class StorageText {
+    Unreadable, // could not be read; the parser reports it in its own way
+    Text,       // may go to the parser
+    Refused     // NUL bytes, too large, or the trial parse faulted or hung
+};
+
+// Largest file accepted, far above any configuration or calibration file.
+constexpr size_t kMaxStorageFileBytes = 16u << 20;
+
+// Decision on the bytes alone.
+StorageText classifyStorageBytes(const std::string& bytes);
+
+// Time a trial parse may take: a fixed part (1000 ms unless set), and a
+// part per MiB of text, both far above what the parser needs.
+constexpr int kTrialParseMillisecondsPerMiB = 250;
+void setTrialParseBaseMilliseconds(int milliseconds);
+
+// Reads the file as the parser will see it (decompressed when the name ends
+// in ".gz"), classifies the bytes, then parses the file once in a child
+// process.
+StorageText inspectStorageFile(const std::string& fileName);
+
+// Parses the file in a child process and walks every node; true when the
+// child ended normally within the time limit (a parse error is normal).
+bool trialParseSucceeds(const std::string& fileName, int milliseconds);
+
+} // namespace korvane
+
+#endif

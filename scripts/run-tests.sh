@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Installs what is missing, then builds and runs every test: the unit tests
+# under AddressSanitizer and UndefinedBehaviorSanitizer, the package check on
+# a plain release build, and each fuzzer for a bounded time.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/install-deps.sh test
+jobs=$(nproc)
+fuzz_seconds=${KORVANE_FUZZ_SECONDS:-60}
+
+echo "== unit tests with AddressSanitizer and UndefinedBehaviorSanitizer"
+cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DKORVANE_SANITIZE=address,undefined
+cmake --build build-asan
+ctest --test-dir build-asan --output-on-failure -j "$jobs" -LE package
+
+echo "== release build, installed package used by another project"
+cmake -S . -B build-release -G Ninja -DCMAKE_BUILD_TYPE=Release
+cmake --build build-release
+ctest --test-dir build-release --output-on-failure -L package
+
+echo "== fuzzers, ${fuzz_seconds} s each"
+CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DKORVANE_BUILD_FUZZERS=ON -DKORVANE_BUILD_TESTS=OFF -DKORVANE_BUILD_EXAMPLES=OFF \
+  -DKORVANE_SANITIZE=address,undefined
+cmake --build build-fuzz
+for fuzzer in build-fuzz/tests/fuzz/fuzz_*; do
+  [[ -x "$fuzzer" ]] || continue
+  name=$(basename "$fuzzer")
+  corpus=build-fuzz/corpus/$name
+  mkdir -p "$corpus"
+  echo "-- $name"
+  "$fuzzer" -max_total_time="$fuzz_seconds" -close_fd_mask=3 -timeout=10 -rss_limit_mb=4096 \
+    -dict=tests/fuzz/matrix_files.dict -print_final_stats=1 "$corpus" data tests/fuzz/seeds
+done
+echo "All tests passed."

@@ -1,0 +1,36 @@
+# Installs the built kit into a scratch prefix, then builds and runs a small
+# project against it twice: through find_package(KorvaneSDK) and through
+# pkg-config. Arguments: -DBUILD_DIR= -DSOURCE_DIR= -DWORK_DIR=
+file(REMOVE_RECURSE ${WORK_DIR})
+set(prefix ${WORK_DIR}/prefix)
+
+function(run)
+  execute_process(COMMAND ${ARGN} RESULT_VARIABLE result OUTPUT_VARIABLE out ERROR_VARIABLE err)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "failed: ${ARGN}\n${out}\n${err}")
+  endif()
+  set(last_output "${out}" PARENT_SCOPE)
+endfunction()
+
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/package/consumer -B ${WORK_DIR}/cmake-consumer
+    -G Ninja -DCMAKE_PREFIX_PATH=${prefix})
+run(${CMAKE_COMMAND} --build ${WORK_DIR}/cmake-consumer)
+set(ENV{LD_LIBRARY_PATH} ${prefix}/lib)
+set(ENV{OPENCV_LOG_LEVEL} SILENT)
+run(${WORK_DIR}/cmake-consumer/consumer)
+if(NOT last_output MATCHES "consumer ok")
+  message(FATAL_ERROR "the find_package consumer did not run: ${last_output}")
+endif()
+
+set(ENV{PKG_CONFIG_PATH} ${prefix}/lib/pkgconfig)
+run(pkg-config --cflags --libs korvane-sdk)
+string(STRIP "${last_output}" flags)
+separate_arguments(flags UNIX_COMMAND "${flags}")
+run(c++ -std=c++17 ${SOURCE_DIR}/tests/package/consumer/consumer.cpp ${flags}
+    -o ${WORK_DIR}/pkgconfig-consumer)
+run(${WORK_DIR}/pkgconfig-consumer)
+if(NOT last_output MATCHES "consumer ok")
+  message(FATAL_ERROR "the pkg-config consumer did not run: ${last_output}")
+endif()
+message(STATUS "installed package works through find_package and pkg-config")

@@ -1,0 +1,18 @@
+#include <cstdio>
+
+#include <Extension_Unit_Class/camera_api.h>
+#include <camera/StereoCamera.h>
+#include <camera/SystemLog.h>
+
+int main()
+{
+    SetLog(nullptr);
+    SystemLog log("Consumer");
+    log.setLogLevel(1);
+    log.runTimeInfo("consumer built against the installed kit\n");
+    StereoCamera camera(97);
+    const bool ok = !camera.isOpened() && camera.setRawFrameSize(cv::Size(928, 400)) &&
+                    camera.getRawFrameSize() == cv::Size(928, 400);
+    std::printf("%s\n", ok ? "consumer ok" : "consumer failed");
+    return ok ? 0 : 1;
+}
