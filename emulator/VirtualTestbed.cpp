@@ -90,6 +90,7 @@ void VirtualTestbed::Plug(Slot& slot)
     for (const std::string& path : sysfs.Device_Paths())
         umockdev_testbed_uevent(m_testbed, path.c_str(), "add");
     slot.plugged = true;
+    ++slot.timesPlugged;
     m_changed.notify_all();
 }
 
@@ -141,6 +142,14 @@ bool VirtualTestbed::Wait_Until_Plugged(const VirtualModule& module, bool plugge
     std::unique_lock<std::mutex> lock(m_mutex);
     Slot& slot = Slot_Of(module);
     return m_changed.wait_for(lock, timeout, [&] { return slot.plugged == plugged; });
+}
+
+bool VirtualTestbed::Wait_Until_Plugged_Times(const VirtualModule& module, int times,
+                                              std::chrono::milliseconds timeout)
+{
+    std::unique_lock<std::mutex> lock(m_mutex);
+    Slot& slot = Slot_Of(module);
+    return m_changed.wait_for(lock, timeout, [&] { return slot.timesPlugged >= times; });
 }
 
 void VirtualTestbed::Set_Restart_Delay(std::optional<std::chrono::milliseconds> delay)

@@ -44,6 +44,9 @@ public:
     bool Is_Plugged(const VirtualModule& module);
     // Waits until the module is (or is not) on the bus; false after the time-out.
     bool Wait_Until_Plugged(const VirtualModule& module, bool plugged, std::chrono::milliseconds timeout);
+    // Waits until the module has been plugged in that many times in all
+    // (its first appearance counts); false after the time-out.
+    bool Wait_Until_Plugged_Times(const VirtualModule& module, int times, std::chrono::milliseconds timeout);
 
     // A module whose chip is told to restart leaves the bus and comes back
     // after this delay (default 1 s); with no delay it stays away until Replug.
@@ -57,6 +60,7 @@ private:
     {
         std::unique_ptr<VirtualModule> module;
         bool plugged = false;
+        int timesPlugged = 0;
         std::vector<IoctlNode*> liveNodes;
     };
 

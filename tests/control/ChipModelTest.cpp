@@ -1,0 +1,221 @@
+#include "emulator/ChipModel.h"
+#include "emulator/FaultPlan.h"
+#include "emulator/QueryFormat.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <vector>
+
+using namespace korvane::emulator;
+
+namespace {
+
+class ChipModelTest : public ::testing::Test
+{
+protected:
+    ChipModelTest() : m_chip(*Find_Chip_Profile("2620"), *Find_Flash_Part("MX25L512")) {}
+
+    int Set(std::uint8_t selector, std::vector<std::uint8_t> data)
+    {
+        return m_chip.Answer({4, selector, kSetCur, static_cast<std::uint16_t>(data.size())}, data.data());
+    }
+
+    std::vector<std::uint8_t> Get(std::uint8_t selector, std::uint16_t size)
+    {
+        std::vector<std::uint8_t> data(size, 0xEE);
+        EXPECT_EQ(m_chip.Answer({4, selector, kGetCur, size}, data.data()), 0);
+        return data;
+    }
+
+    unsigned Length_Of(std::uint8_t selector)
+    {
+        std::uint8_t answer[2] = {};
+        EXPECT_EQ(m_chip.Answer({4, selector, kGetLen, 2}, answer), 0);
+        return answer[0] | answer[1] << 8;
+    }
+
+    std::vector<std::uint8_t> Flash_Id(std::uint8_t opcode)
+    {
+        Set(0x07, {13});
+        Set(0x08, {opcode});
+        return Get(0x17, 3);
+    }
+
+    ChipModel m_chip;
+};
+
+TEST_F(ChipModelTest, AnswersTheLengthOfEverySelector)
+{
+    const std::vector<std::pair<std::uint8_t, unsigned>> lengths = {
+        {0x02, 2}, {0x03, 1}, {0x04, 2}, {0x05, 2}, {0x07, 1}, {0x08, 1},
+        {0x0D, 4}, {0x0E, 4}, {0x0F, 1024}, {0x10, 1}, {0x16, 64}, {0x17, 3}};
+    for (const auto& [selector, length] : lengths)
+        EXPECT_EQ(Length_Of(selector), length) << "selector " << int(selector);
+}
+
+TEST_F(ChipModelTest, UnknownUnitOrSelectorIsMissing)
+{
+    std::uint8_t data[2] = {};
+    EXPECT_EQ(m_chip.Answer({3, 0x03, kGetLen, 2}, data), ENOENT);
+    EXPECT_EQ(m_chip.Answer({4, 0x01, kGetLen, 2}, data), ENOENT);
+}
+
+TEST_F(ChipModelTest, WrongSizeIsRefused)
+{
+    std::uint8_t data[4] = {};
+    EXPECT_EQ(m_chip.Answer({4, 0x03, kGetCur, 2}, data), ENOBUFS);
+    EXPECT_EQ(m_chip.Answer({4, 0x03, kGetLen, 1}, data), ENOBUFS);
+}
+
+TEST_F(ChipModelTest, IdentificationRegistersHoldTheProfile)
+{
+    EXPECT_EQ(m_chip.Isp(0x20FF), 0xD2);
+    EXPECT_EQ(m_chip.Isp(0x2051), 0x00);
+    EXPECT_EQ(m_chip.Isp(0x20D9), 0x00);
+    const ChipModel other(*Find_Chip_Profile("2282"), *Find_Flash_Part("FM25Q04"));
+    EXPECT_EQ(other.Isp(0x20FF), 0xFF);
+    EXPECT_EQ(other.Isp(0x2051), 0xFF);
+}
+
+TEST_F(ChipModelTest, IspRegistersSitBehindAddressAndValue)
+{
+    EXPECT_EQ(Set(0x02, {0x34, 0x12}), 0);
+    EXPECT_EQ(Set(0x03, {0xA5}), 0);
+    EXPECT_EQ(m_chip.Isp(0x1234), 0xA5);
+    EXPECT_EQ(Get(0x02, 2), (std::vector<std::uint8_t>{0x34, 0x12}));
+    EXPECT_EQ(Get(0x03, 1), (std::vector<std::uint8_t>{0xA5}));
+}
+
+TEST_F(ChipModelTest, SensorRegistersAreSixteenBits)
+{
+    Set(0x04, {0x02, 0x30});
+    Set(0x05, {0xCD, 0xAB});
+    EXPECT_EQ(m_chip.Sensor(0x3002), 0xABCD);
+    EXPECT_EQ(Get(0x05, 2), (std::vector<std::uint8_t>{0xCD, 0xAB}));
+}
+
+TEST_F(ChipModelTest, FlashAnswersTheIdOpcodeLoadedAtIndexThirteen)
+{
+    EXPECT_EQ(Flash_Id(0x9F), (std::vector<std::uint8_t>{0xC2, 0x20, 0x10}));
+    EXPECT_EQ(Flash_Id(0x90), (std::vector<std::uint8_t>{0xC2, 0x05, 0xC2}));
+    EXPECT_EQ(Flash_Id(0xAB), (std::vector<std::uint8_t>{0x05, 0x05, 0x05}));
+    EXPECT_EQ(m_chip.Isp(ChipModel::kFlashIdRegister), 0x05);
+    EXPECT_EQ(m_chip.Command_Set(13), 0xAB);
+}
+
+TEST_F(ChipModelTest, OlderPartsAnswerOnlyTheirOwnIdOpcode)
+{
+    ChipModel chip(*Find_Chip_Profile("2620"), *Find_Flash_Part("PM25LV512"));
+    EXPECT_EQ(chip.Flash().Identify(0x9F), 0xFFFFFFu);
+    EXPECT_EQ(chip.Flash().Identify(0x90), 0xFFFFFFu);
+    EXPECT_EQ(chip.Flash().Identify(0xAB), 0x7F7B9Du);
+}
+
+TEST_F(ChipModelTest, CommandSetRegistersKeepTheOpcodes)
+{
+    Set(0x07, {1});
+    Set(0x08, {0x03});
+    Set(0x07, {8});
+    Set(0x08, {0xFF});
+    EXPECT_EQ(m_chip.Command_Set(1), 0x03);
+    EXPECT_EQ(m_chip.Command_Set(8), 0xFF);
+}
+
+TEST_F(ChipModelTest, ProgrammingOnlyClearsBitsAndEraseSetsThem)
+{
+    Set(0x0E, {0x00, 0x04, 0x00, 0x00}); // 0x400
+    std::vector<std::uint8_t> piece(1024, 0x0F);
+    EXPECT_EQ(Set(0x0F, piece), 0);
+    std::vector<std::uint8_t> second(1024, 0xF3);
+    EXPECT_EQ(Set(0x0F, second), 0);
+    EXPECT_EQ(Get(0x0F, 1024), std::vector<std::uint8_t>(1024, 0x03));
+
+    Set(0x0D, {0x10, 0x04, 0x00, 0x00}); // inside sector 0
+    EXPECT_EQ(Get(0x0F, 1024), std::vector<std::uint8_t>(1024, 0xFF));
+}
+
+TEST_F(ChipModelTest, EraseTouchesOnlyItsSector)
+{
+    m_chip.Flash().Load(0x0FFF, {0x00, 0x00});
+    Set(0x0D, {0x00, 0x10, 0x00, 0x00}); // sector at 0x1000
+    std::uint8_t bytes[2] = {};
+    m_chip.Flash().Read(0x0FFF, bytes, 2);
+    EXPECT_EQ(bytes[0], 0x00);
+    EXPECT_EQ(bytes[1], 0xFF);
+}
+
+TEST_F(ChipModelTest, ProgramWindowWritesSixtyFourBytes)
+{
+    m_chip.Flash().Load(0, std::vector<std::uint8_t>(128, 0x89));
+    Set(0x0E, {0, 0, 0, 0});
+    std::vector<std::uint8_t> window(64, 0xFF);
+    window[0] = window[1] = 0x00;
+    EXPECT_EQ(Set(0x16, window), 0);
+    std::vector<std::uint8_t> flash(66);
+    m_chip.Flash().Read(0, flash.data(), flash.size());
+    EXPECT_EQ(flash[0], 0x00);
+    EXPECT_EQ(flash[1], 0x00);
+    EXPECT_EQ(flash[2], 0x89);
+    EXPECT_EQ(flash[65], 0x89);
+}
+
+TEST_F(ChipModelTest, PieceLengthFollowsTheModule)
+{
+    m_chip.Set_Piece_Length(4096);
+    EXPECT_EQ(Length_Of(0x0F), 4096u);
+}
+
+TEST_F(ChipModelTest, RestartRequestIsTakenOnce)
+{
+    EXPECT_FALSE(m_chip.Take_Restart_Request());
+    Set(0x02, {0x34, 0x20});
+    Set(0x03, {0x01});
+    EXPECT_TRUE(m_chip.Take_Restart_Request());
+    EXPECT_FALSE(m_chip.Take_Restart_Request());
+}
+
+TEST_F(ChipModelTest, RestartKeepsTheFlash)
+{
+    m_chip.Set_Isp(0x2041, 0x7F);
+    m_chip.Flash().Load(0x100, {0x12});
+    m_chip.Restart();
+    EXPECT_EQ(m_chip.Isp(0x2041), 0);
+    EXPECT_EQ(m_chip.Isp(0x20FF), 0xD2);
+    std::uint8_t byte = 0;
+    m_chip.Flash().Read(0x100, &byte, 1);
+    EXPECT_EQ(byte, 0x12);
+}
+
+TEST(FaultPlan, RulesRunOutInOrder)
+{
+    FaultPlan plan;
+    plan.Add({4, 3, kGetCur, EAGAIN, 2});
+    plan.Add({kAny, kAny, kAny, EIO, 1});
+    const XuQuery read{4, 3, kGetCur, 1};
+    const XuQuery other{4, 2, kSetCur, 2};
+    EXPECT_EQ(plan.Next(other), EIO);
+    EXPECT_EQ(plan.Next(read), EAGAIN);
+    EXPECT_EQ(plan.Next(read), EAGAIN);
+    EXPECT_EQ(plan.Next(read), 0);
+    EXPECT_EQ(plan.Next(other), 0);
+}
+
+TEST(FaultPlan, AlwaysNeverRunsOut)
+{
+    FaultPlan plan;
+    plan.Add({kAny, kAny, kGetLen, ETIMEDOUT, kAlways});
+    for (int i = 0; i < 100; ++i)
+        EXPECT_EQ(plan.Next({4, 3, kGetLen, 2}), ETIMEDOUT);
+    EXPECT_EQ(plan.Next({4, 3, kGetCur, 1}), 0);
+}
+
+TEST(QueryFormat, DescribesAQueryOnOneLine)
+{
+    EXPECT_EQ(Format_Query({"/dev/video0", {4, 3, kGetCur, 1}, {0xD2}, 0}),
+              "/dev/video0 unit 4 selector 0x03 GET_CUR size 1 data 0xd2 ok");
+    EXPECT_EQ(Format_Query({"/dev/video1", {3, 2, kGetLen, 2}, {}, ENOENT}),
+              "/dev/video1 unit 3 selector 0x02 GET_LEN size 2 failed: No such file or directory");
+}
+
+} // namespace
