@@ -46,15 +46,15 @@ int Query_With_Retries(int fd, uvc_xu_control_query& query)
     }
 }
 
-uvc_xu_control_query Query_From(const Windows_UVC_xu_control& request, std::uint8_t* data)
+// Fills the driver's record; padding is cleared too, since the whole record is passed on.
+void Fill_Query(uvc_xu_control_query& query, const Windows_UVC_xu_control& request, std::uint8_t* data)
 {
-    uvc_xu_control_query query{};
+    std::memset(&query, 0, sizeof query);
     query.unit = static_cast<std::uint8_t>(request.w_Index & 0xFF);
     query.selector = static_cast<std::uint8_t>(request.w_Value & 0xFF);
     query.query = request.b_Request;
     query.size = request.w_Length;
     query.data = data;
-    return query;
 }
 
 } // namespace
@@ -102,12 +102,13 @@ int ExtUnit::set_V4L2(int fd, std::uint16_t nodeId)
 int ExtUnit::V4L2_UVC_xu_control_unit_transfer(pWindows_UVC_xu_control_unit transaction)
 {
     Windows_UVC_xu_control& getLen = transaction->get_len;
-    uvc_xu_control_query lengthQuery =
-        Query_From(getLen, reinterpret_cast<std::uint8_t*>(&getLen.u_rev));
+    uvc_xu_control_query lengthQuery;
+    Fill_Query(lengthQuery, getLen, reinterpret_cast<std::uint8_t*>(&getLen.u_rev));
     const int lengthResult = Query_With_Retries(dev_fd, lengthQuery);
     getLen.p_data = nullptr;
 
-    uvc_xu_control_query dataQuery = Query_From(transaction->cur, transaction->cur.p_data);
+    uvc_xu_control_query dataQuery;
+    Fill_Query(dataQuery, transaction->cur, transaction->cur.p_data);
     const int dataResult = Query_With_Retries(dev_fd, dataQuery);
     return dataResult == 0 ? lengthResult : (lengthResult | dataResult);
 }
@@ -115,6 +116,7 @@ int ExtUnit::V4L2_UVC_xu_control_unit_transfer(pWindows_UVC_xu_control_unit tran
 int ExtUnit::V4L2_UNIT_IO(pWindows_UVC_xu_control request)
 {
     usleep(1000);
-    uvc_xu_control_query query = Query_From(*request, request->p_data);
+    uvc_xu_control_query query;
+    Fill_Query(query, *request, request->p_data);
     return Query_With_Retries(dev_fd, query);
 }
