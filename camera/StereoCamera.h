@@ -13,6 +13,7 @@
 #include <opencv2/core.hpp>
 #include <opencv2/videoio.hpp>
 
+#include "FisheyeRectify.h"
 #include "SystemLog.h"
 
 // One coloured point of a point cloud: position in metres in the left eye's
@@ -157,6 +158,11 @@ protected:
     std::unique_ptr<cv::VideoCapture> m_capture;
     std::unique_ptr<std::thread> m_captureThread;
     std::unique_ptr<std::thread> m_computeThread;
+
+    // At capture start: scales the intrinsics to the raw width (scale =
+    // width / 1856) and builds the rectification maps when the rectified
+    // size and the calibration are there.
+    void prepareRectification(float scale);
 
 private:
     bool createLog();

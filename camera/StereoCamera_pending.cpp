@@ -12,12 +12,6 @@ bool StereoCamera::getDepthFrame(cv::Mat&, bool, std::chrono::microseconds&) { r
 bool StereoCamera::getDepthFrame(cv::Mat&, cv::Mat&) { return false; }
 bool StereoCamera::getPointCloud(std::vector<cv::Vec3f>&, std::chrono::microseconds&) { return false; }
 bool StereoCamera::getPointCloud(std::vector<PCL>&, std::chrono::microseconds&) { return false; }
-bool StereoCamera::getRectStereoFrame(cv::Mat&, cv::Mat&, cv::Mat&) { return false; }
-bool StereoCamera::getRectStereoFrame(cv::Mat&, cv::Mat&) { return false; }
-bool StereoCamera::getRectStereoFrame(cv::Mat&, cv::Mat&, cv::Mat&, std::chrono::microseconds&)
-{
-    return false;
-}
 
 // Clears the opened flag, which doubles as the capture worker's run flag, so
 // that afterwards isOpened() is false; then joins the worker if there is one.
