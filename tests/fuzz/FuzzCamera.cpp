@@ -1,5 +1,6 @@
 #include "FuzzCamera.h"
 
+#include <cstdlib>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -12,6 +13,8 @@ namespace korvane::fuzz {
 StereoCamera& camera()
 {
     static StereoCamera* const instance = [] {
+        // The video library's camera-autodetect backend leaks inside its USB library.
+        setenv("OPENCV_VIDEOIO_PRIORITY_GPHOTO2", "0", 1);
         cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
         // Inputs that make the parser loop are common; give up on them sooner.
         korvane::setTrialParseBaseMilliseconds(200);
