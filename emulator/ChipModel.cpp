@@ -1,5 +1,6 @@
 #include "emulator/ChipModel.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -13,6 +14,19 @@ constexpr std::uint16_t kChipIdBRegister = 0x20D9;
 constexpr std::uint16_t kRestartRegister = 0x2034;
 constexpr std::uint8_t kIdOpcodeIndex = 13;
 constexpr std::uint16_t kProgramWindow = 64;
+
+// Bits of the GPIO input registers that only the pins drive.
+std::uint8_t Read_Only_Bits(std::uint16_t address)
+{
+    switch (address) {
+    case 0x2045: case 0x2046: case 0x2058:
+        return 0xFF;
+    case 0x204C:
+        return 0x08;
+    default:
+        return 0x00;
+    }
+}
 
 std::uint32_t Little_Endian(const std::uint8_t* data, int bytes)
 {
@@ -49,6 +63,7 @@ void ChipModel::Restart()
     m_pieceAddress = 0;
     m_pieceControl = 0;
     m_restartRequested = false;
+    m_refusedWrites = 0;
 }
 
 bool ChipModel::Take_Restart_Request()
@@ -112,12 +127,30 @@ int ChipModel::Answer(const XuQuery& query, std::uint8_t* data)
 
 void ChipModel::Write_Isp(std::uint16_t address, std::uint8_t value)
 {
-    m_isp[address] = value;
+    const std::uint8_t kept = Read_Only_Bits(address);
+    m_isp[address] = static_cast<std::uint8_t>((value & ~kept) | (m_isp[address] & kept));
     if (address == kRestartRegister && value == 0x01)
         m_restartRequested = true;
 }
 
 std::uint32_t ChipModel::Flash_Id() const { return m_flash.Identify(m_commandSet[kIdOpcodeIndex]); }
+
+bool ChipModel::Command_Set_Fits_Part() const
+{
+    const auto wanted = Write_Command_Set(m_flash.Part());
+    return wanted && std::equal(wanted->begin(), wanted->end(), m_commandSet.begin() + 1);
+}
+
+template <typename Write>
+int ChipModel::Guarded_Write(Write&& write)
+{
+    if (!Command_Set_Fits_Part()) {
+        ++m_refusedWrites;
+        return EIO;
+    }
+    write();
+    return 0;
+}
 
 int ChipModel::Set(std::uint8_t selector, const std::uint8_t* data)
 {
@@ -143,20 +176,17 @@ int ChipModel::Set(std::uint8_t selector, const std::uint8_t* data)
             Put_Little_Endian(&m_isp[kFlashIdRegister], Flash_Id(), 3);
         return 0;
     case 0x0D:
-        m_flash.Erase_Sector(Little_Endian(data, 4));
-        return 0;
+        return Guarded_Write([&] { m_flash.Erase_Sector(Little_Endian(data, 4)); });
     case 0x0E:
         m_pieceAddress = Little_Endian(data, 4);
         return 0;
     case 0x0F:
-        m_flash.Program(m_pieceAddress, data, m_pieceLength);
-        return 0;
+        return Guarded_Write([&] { m_flash.Program(m_pieceAddress, data, m_pieceLength); });
     case 0x10:
         m_pieceControl = data[0];
         return 0;
     case 0x16:
-        m_flash.Program(m_pieceAddress, data, kProgramWindow);
-        return 0;
+        return Guarded_Write([&] { m_flash.Program(m_pieceAddress, data, kProgramWindow); });
     default:
         return EIO; // read-only control
     }

@@ -11,8 +11,11 @@
 namespace korvane::emulator {
 
 // The controller chip behind the extension unit: an 8-bit ISP register
-// file and 16-bit sensor registers behind address and value selectors, the
-// flash command-set registers, the bulk piece selectors and the serial flash.
+// file (with read-only GPIO input registers) and 16-bit sensor registers
+// behind address and value selectors, the flash command-set registers, the
+// bulk piece selectors and the serial flash. An erase or a program is
+// refused (EIO) unless the loaded command set is the part's own with chip
+// erase switched off, so that a wrong command set never reaches the flash.
 // Not thread-safe: the owning module serialises access.
 class ChipModel
 {
@@ -31,12 +34,15 @@ public:
     bool Take_Restart_Request();
 
     std::uint8_t Isp(std::uint16_t address) const { return m_isp[address]; }
+    // Sets a register directly, read-only bits too (e.g. a GPIO input pin's level).
     void Set_Isp(std::uint16_t address, std::uint8_t value) { m_isp[address] = value; }
     std::uint16_t Sensor(std::uint16_t address) const { return m_sensor[address]; }
     void Set_Sensor(std::uint16_t address, std::uint16_t value) { m_sensor[address] = value; }
     // Opcode loaded at a command-set index (1 .. 13).
     std::uint8_t Command_Set(std::uint8_t index) const { return m_commandSet[index]; }
     void Set_Piece_Length(std::uint32_t length) { m_pieceLength = length; }
+    // Erases and programs refused since power-on.
+    int Refused_Writes() const { return m_refusedWrites; }
     SerialFlashModel& Flash() { return m_flash; }
     const SerialFlashModel& Flash() const { return m_flash; }
     const ChipProfile& Profile() const { return m_profile; }
@@ -48,6 +54,10 @@ private:
     int Get(std::uint8_t selector, std::uint8_t* data);
     void Write_Isp(std::uint16_t address, std::uint8_t value);
     std::uint32_t Flash_Id() const;
+    bool Command_Set_Fits_Part() const;
+    // Runs a flash erase or program when the command set allows it.
+    template <typename Write>
+    int Guarded_Write(Write&& write);
 
     ChipProfile m_profile;
     SerialFlashModel m_flash;
@@ -61,6 +71,7 @@ private:
     std::uint8_t m_pieceControl = 0;
     std::uint32_t m_pieceLength;
     bool m_restartRequested = false;
+    int m_refusedWrites = 0;
 };
 
 } // namespace korvane::emulator

@@ -19,6 +19,10 @@ int FaultPlan::Next(const XuQuery& query)
     for (FaultRule& rule : m_rules) {
         if (!Rule_Matches(rule, query))
             continue;
+        if (rule.skip > 0) {
+            --rule.skip;
+            continue;
+        }
         if (rule.count > 0)
             --rule.count;
         return rule.error;

@@ -12,7 +12,8 @@ constexpr int kAny = -1;
 // A FaultRule count that never runs out.
 constexpr int kAlways = -1;
 
-// Queries that match fail with error, count times (kAlways: every time).
+// Queries that match fail with error, count times (kAlways: every time),
+// after the first skip matching queries have passed.
 struct FaultRule
 {
     int unit = kAny;
@@ -20,6 +21,7 @@ struct FaultRule
     int query = kAny;
     int error = 0;
     int count = 1;
+    int skip = 0;
 };
 
 // The injected failures of one module, applied in the order added: the

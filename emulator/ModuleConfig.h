@@ -22,6 +22,9 @@ struct ModuleConfig
     std::string chip = "2620";
     std::string flashPart;        // empty: the chip profile's part
     std::uint32_t pieceLength = 0; // 0: the chip profile's
+    // The 16-byte identification block at 0xDE00 (ISP memory piece 13,
+    // offset 3584) of the flash, zero-padded; empty: the serial number.
+    std::string identification;
     std::uint16_t vendorId = 0x1bcf;
     std::uint16_t productId = 0x2cd1;
     std::string bcdDevice = "0100";

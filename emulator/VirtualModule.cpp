@@ -1,5 +1,6 @@
 #include "emulator/VirtualModule.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <stdexcept>
 #include <utility>
@@ -22,12 +23,21 @@ std::unique_ptr<ChipModel> Make_Chip(const ModuleConfig& config)
     auto chip = std::make_unique<ChipModel>(*profile, *part);
     if (config.pieceLength != 0)
         chip->Set_Piece_Length(config.pieceLength);
+    chip->Flash().Load(kIdentificationAddress, Identification_Block(config));
     return chip;
 }
 
 bool Is_Set_Request(std::uint8_t query) { return query == kSetCur; }
 
 } // namespace
+
+std::vector<std::uint8_t> Identification_Block(const ModuleConfig& config)
+{
+    const std::string& text = config.identification.empty() ? config.serial : config.identification;
+    std::vector<std::uint8_t> block(kIdentificationLength, 0);
+    std::copy_n(text.begin(), std::min(text.size(), block.size()), block.begin());
+    return block;
+}
 
 VirtualModule::VirtualModule(ModuleConfig config) : m_config(std::move(config)), m_chip(Make_Chip(m_config)) {}
 

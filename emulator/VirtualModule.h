@@ -14,6 +14,13 @@
 
 namespace korvane::emulator {
 
+// Where the identification block lives in the module's flash, and its size.
+constexpr std::uint32_t kIdentificationAddress = 0xDE00;
+constexpr std::size_t kIdentificationLength = 16;
+
+// The identification block a module's flash is made with.
+std::vector<std::uint8_t> Identification_Block(const ModuleConfig& config);
+
 // The state of one virtual module, shared between the testbed's handler
 // thread (which answers queries) and the test (which sets it up and looks
 // at the traffic).

@@ -30,12 +30,17 @@ public:
 
     // The channel of the given extension-unit id (3 or 4).
     ExtUnit& Unit(std::uint16_t unitId);
+    // From now on the descriptor belongs to this object and is closed with it.
+    void Own_Descriptor();
 
     ExtUnit EXT_UNIT1;
     ExtUnit EXT_UNIT2;
     std::uint32_t ChipType;
     std::uint32_t FrameWorkVersion;
     int dev_fd;
+
+private:
+    bool m_ownsDescriptor;
 };
 
 #endif

@@ -6,9 +6,13 @@
 #include "Extension_Unit_Class/Extension_Unit_Base_Class.h"
 #include "Extension_Unit_Class/Extension_Unit_Base_Protocol.h"
 #include "Extension_Unit_Class/Extension_Unit_Chip_Table.h"
+#include "Extension_Unit_Class/Extension_Unit_GPIO.h"
+#include "Extension_Unit_Class/Serial_Flash_Identification.h"
 
 #include <memory>
 #include <string>
+
+class Flash_Piece_Channel;
 
 class Extension_Unit_Chip_Protocol : public Extension_Unit_Base_Protocol
 {
@@ -38,6 +42,14 @@ public:
     int Get_Input_GPIO_Api(std::uint32_t pin, std::uint8_t* level) override;
     const char* This_is() override;
 
+    // The registers of a pin: 0, or -1 for a pin that does not exist.
+    int Get_GPIO(std::uint32_t pin, GPIO_CONTROL* control);
+    // Read-modify-writes of the pin's registers; the or of all transfer results.
+    int GPIO_Output_Init(GPIO_CONTROL control);
+    int GPIO_Input_Init(GPIO_CONTROL control);
+    int Set_GPIO_Output(GPIO_CONTROL control, std::uint8_t level);
+    int Get_GPIO_Input(GPIO_CONTROL control, std::uint8_t* level);
+
     // Takes over the control object this protocol drives, so that it lives as long as the protocol.
     void Own_Extension_Unit(std::unique_ptr<Extension_Unit_Base_Class> extUnit);
 
@@ -60,9 +72,21 @@ private:
     // Sends a copy of a template with its cur half pointed at data.
     int Send(const Windows_UVC_xu_control_unit& request, void* data);
     std::uint8_t Read_Id_Register(std::uint16_t address, std::uint8_t preset);
+    int Update_Register_Bit(std::uint16_t address, std::uint8_t bit, bool set);
+
+    // Loads one opcode into the chip's flash command register file; 0 or -3.
+    int Load_Flash_Command(std::uint8_t index, std::uint8_t opcode);
+    // Asks the flash for its answers to the three ID opcodes; 0 or -3.
+    int Read_Flash_Ids(Serial_Flash_Id& id);
+    int Read_Flash_Id_Bytes(std::uint8_t (&bytes)[3]);
+    // Identifies the part once, before the first flash operation; 0 or -3.
+    int Ensure_Flash_Identified();
+    void Adopt_Flash_Commands(const Serial_Flash_Id& id);
+    Flash_Piece_Channel Piece_Channel();
 
     const Extension_Unit_Chip_Table& m_table;
     std::unique_ptr<Extension_Unit_Base_Class> m_ownedExtUnit;
+    bool m_flashIdentified;
 };
 
 #endif

@@ -10,6 +10,13 @@
 #include <cstddef>
 #include <cstdint>
 
+// Where the chip puts the flash's answer to an ID opcode.
+enum class Flash_Id_Source
+{
+    Id_Selector,   // three bytes from the flash ID selector
+    Isp_Registers, // ISP registers 0x2C24 to 0x2C26
+};
+
 struct Extension_Unit_Chip_Table
 {
     std::uint16_t unitId;               // extension-unit id of the chip
@@ -17,9 +24,10 @@ struct Extension_Unit_Chip_Table
     // The bulk piece channel's length negotiation, in order.
     Windows_UVC_xu_control Windows_GET_Piece_Mes_Length[3];
     std::size_t pieceLengthRecordCount;
-    std::uint16_t pieceLength;                   // bytes per bulk piece transfer
+    std::uint16_t pieceLength;                   // bytes per bulk piece transfer of a write
     std::uint8_t Allow_Read_Flash_Piece_index[3]; // user piece index -> 4096-byte flash piece
     float progressDivisor;                       // download steps per percent
+    Flash_Id_Source flashIdSource;
 };
 
 // How a chip test reads the identification registers and decides.

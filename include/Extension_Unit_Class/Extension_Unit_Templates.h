@@ -29,6 +29,9 @@ struct Extension_Unit_Templates
     Windows_UVC_xu_control_unit Windows_get_sensor_val;
     Windows_UVC_xu_control_unit Windows_set_sensor_val;
     Windows_UVC_xu_control_unit Windows_SET_Flash_Type[2];
+    Windows_UVC_xu_control_unit Windows_get_flash_id;   // 3 ID bytes of the loaded ID opcode
+    Windows_UVC_xu_control_unit Windows_set_sector_erase; // erases the 4096-byte sector at the address
+    Windows_UVC_xu_control_unit Windows_set_piece_addr;
 };
 
 // The templates of a chip whose extension unit has the given id.
@@ -43,6 +46,9 @@ constexpr Extension_Unit_Templates Make_Extension_Unit_Templates(std::uint16_t u
         {Get_Len_Request(unit, XU_SEL_SENSOR_VALUE, 2), Set_Cur_Request(unit, XU_SEL_SENSOR_VALUE, 2)},
         {{Get_Len_Request(unit, XU_SEL_FLASH_CMD_INDEX, 0), Set_Cur_Request(unit, XU_SEL_FLASH_CMD_INDEX, 1)},
          {Get_Len_Request(unit, XU_SEL_FLASH_CMD_VALUE, 1), Set_Cur_Request(unit, XU_SEL_FLASH_CMD_VALUE, 1)}},
+        {Get_Len_Request(unit, XU_SEL_FLASH_ID, 3), Get_Cur_Request(unit, XU_SEL_FLASH_ID, 3)},
+        {Get_Len_Request(unit, XU_SEL_SECTOR_ERASE, 4), Set_Cur_Request(unit, XU_SEL_SECTOR_ERASE, 4)},
+        {Get_Len_Request(unit, XU_SEL_PIECE_ADDR, 4), Set_Cur_Request(unit, XU_SEL_PIECE_ADDR, 4)},
     };
 }
 

@@ -11,4 +11,9 @@ Extension_Unit_Base_Protocol* Get_Extension_Unit(int fd);
 
 void Delete_Extension_Unit(Extension_Unit_Base_Protocol* protocol);
 
+// Hands the descriptor the protocol was made on over to it, to be closed
+// when it is deleted; false (and the descriptor stays the caller's) for a
+// protocol that drives no chip.
+bool Keep_Descriptor(Extension_Unit_Base_Protocol* protocol);
+
 #endif

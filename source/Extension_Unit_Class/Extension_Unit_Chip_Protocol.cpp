@@ -2,19 +2,64 @@
 
 #include "Extension_Unit_Class/camera_api.h"
 
-#include <cstdio>
-#include <utility>
+#include "Flash_Piece_Channel.h"
 
-// Flash access, ISP memory pieces, GPIO and firmware download are not
-// implemented yet: until they are, those operations report failure
-// (-1, or -3 for the piece transfers) without sending anything.
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+// Firmware download, the boot-code switch and the chip restart are not
+// implemented yet: until they are, they report -1 without sending anything.
 
 namespace {
 
 constexpr int kNotAvailable = -1;
+constexpr int kBadArgument = -1;
 constexpr int kPieceTransferFailed = -3;
+constexpr int kNoFlash = -4;
+constexpr int kPieceOutOfRange = -7;
+
+constexpr std::uint16_t kUserPieces = 3;
+constexpr std::uint16_t kExidPiece = 13;
+constexpr std::size_t kExidOffset = 3584;
+constexpr std::size_t kExidLength = 16;
+constexpr std::uint8_t kIdOpcodeIndex = 13;
+constexpr std::uint16_t kFlashIdRegister = 0x2C24;
+constexpr std::uint8_t kNoGpioFunction = 255;
+
+std::uint32_t Piece_Address(std::uint16_t piece) { return static_cast<std::uint32_t>(piece) << 12; }
+
+const char* Base_Name(const char* path)
+{
+    const char* slash = std::strrchr(path, '/');
+    return slash ? slash + 1 : path;
+}
+
+void Trace(const char* file, int line, const char* function)
+{
+    if (FILE* log = Camera_Log_Stream())
+        std::fprintf(log, "\r\n %s(%d)-%s\r\n", Base_Name(file), line, function);
+}
+
+void Log_Flash_Type(Serial_Flash_Type family)
+{
+    FILE* log = Camera_Log_Stream();
+    if (!log)
+        return;
+    char format[256];
+    std::snprintf(format, sizeof format, "%s%s", "\r\n[%s]=", "Get_Flash_Type= %s \r\n");
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+    std::fprintf(log, format, "Put_Serial_Flash_Type_Name(SF_Type)", Serial_Flash_Type_Name[family]);
+#pragma GCC diagnostic pop
+}
 
 } // namespace
+
+// A trace line of a flash path on the library's log stream: source file, line, function.
+#define Trace_Flash_Path() Trace(__FILE__, __LINE__, __func__)
 
 Extension_Unit_Chip_Protocol::Extension_Unit_Chip_Protocol(Extension_Unit_Base_Class* extUnit,
                                                            const Extension_Unit_Chip_Table& table,
@@ -25,7 +70,8 @@ Extension_Unit_Chip_Protocol::Extension_Unit_Chip_Protocol(Extension_Unit_Base_C
       str_name(name),
       u_StepNum(0),
       f_Schedule(0.0f),
-      m_table(table)
+      m_table(table),
+      m_flashIdentified(false)
 {
 }
 
@@ -46,6 +92,8 @@ int Extension_Unit_Chip_Protocol::Send(const Windows_UVC_xu_control_unit& reques
 
 int Extension_Unit_Chip_Protocol::Read_ISP_Register(std::uint16_t address, std::uint8_t* value)
 {
+    if (!value)
+        return kBadArgument;
     std::uint8_t addressBytes[2] = {static_cast<std::uint8_t>(address & 0xFF),
                                     static_cast<std::uint8_t>(address >> 8)};
     const int addressResult = Send(m_table.templates.Windows_set_isp_addr, addressBytes);
@@ -62,6 +110,8 @@ int Extension_Unit_Chip_Protocol::Write_ISP_Register(std::uint16_t address, std:
 
 int Extension_Unit_Chip_Protocol::Read_Sensor_Register(std::uint16_t address, std::uint16_t* value)
 {
+    if (!value)
+        return kBadArgument;
     std::uint8_t addressBytes[2] = {static_cast<std::uint8_t>(address & 0xFF),
                                     static_cast<std::uint8_t>(address >> 8)};
     std::uint8_t valueBytes[2] = {static_cast<std::uint8_t>(*value & 0xFF), static_cast<std::uint8_t>(*value >> 8)};
@@ -80,26 +130,76 @@ int Extension_Unit_Chip_Protocol::Write_Sensor_Register(std::uint16_t address, s
     return addressResult | Send(m_table.templates.Windows_set_sensor_val, valueBytes);
 }
 
-int Extension_Unit_Chip_Protocol::Read_ISP_Mem_Piece(std::uint16_t, std::uint8_t*) { return kPieceTransferFailed; }
-
-int Extension_Unit_Chip_Protocol::Write_ISP_Mem_Piece(std::uint16_t, std::uint8_t*) { return kPieceTransferFailed; }
-
-int Extension_Unit_Chip_Protocol::Set_Flash_type(bool)
+int Extension_Unit_Chip_Protocol::Read_ISP_Mem_Piece(std::uint16_t piece, std::uint8_t* buffer)
 {
-    // No flash part has been identified, so no command set may be loaded.
-    return -4;
+    Trace_Flash_Path();
+    if (!buffer)
+        return kBadArgument;
+    if (const int prepared = Ensure_Flash_Identified())
+        return prepared;
+    if (SF_Command.SF_TYPE == SF_UNKNOW)
+        return kNoFlash;
+    if (const int loaded = Set_Flash_type(false))
+        return loaded;
+    std::uint16_t length = 0;
+    if (Get_Flash_Length_Mes(length) != 0)
+        return kPieceTransferFailed;
+    return Piece_Channel().Read(Piece_Address(piece), length, buffer);
+}
+
+int Extension_Unit_Chip_Protocol::Write_ISP_Mem_Piece(std::uint16_t piece, std::uint8_t* buffer)
+{
+    Trace_Flash_Path();
+    if (!buffer)
+        return kBadArgument;
+    if (const int loaded = Set_Flash_type(false))
+        return loaded;
+    Flash_Piece_Channel channel = Piece_Channel();
+    if (channel.Erase_Sector(Piece_Address(piece)) != 0)
+        return kPieceTransferFailed;
+    return channel.Program(Piece_Address(piece), buffer);
+}
+
+int Extension_Unit_Chip_Protocol::Set_Flash_type(bool full)
+{
+    Trace_Flash_Path();
+    if (const int identified = Ensure_Flash_Identified())
+        return identified;
+    if (SF_Command.SF_TYPE == SF_UNKNOW)
+        return kNoFlash;
+    const std::array<std::uint8_t, 12> opcodes = Serial_Flash_Loaded_Opcodes(full ? SF_Command : SF_Command_Set);
+    for (std::size_t i = 0; i < opcodes.size(); ++i)
+        if (Load_Flash_Command(static_cast<std::uint8_t>(i + 1), opcodes[i]) != 0)
+            return kPieceTransferFailed;
+    return 0;
 }
 
 SerialFlashCommand Extension_Unit_Chip_Protocol::Read_Flash_type(std::uint8_t* type)
 {
+    Trace_Flash_Path();
+    Serial_Flash_Id id{};
+    // A part that could not be asked keeps what was known of it before.
+    if (Read_Flash_Ids(id) == 0)
+        Adopt_Flash_Commands(id);
     if (type)
-        *type = static_cast<std::uint8_t>(SF_Command.SF_TYPE);
+        *type = SF_Command.SF_TYPE;
     return SF_Command;
 }
 
-int Extension_Unit_Chip_Protocol::Read_Flash_type() { return 0; }
+int Extension_Unit_Chip_Protocol::Read_Flash_type()
+{
+    Trace_Flash_Path();
+    Serial_Flash_Id id{};
+    if (Read_Flash_Ids(id) != 0)
+        return SF_UNDEFINED;
+    return Serial_Flash_Part(id);
+}
 
-int Extension_Unit_Chip_Protocol::Get_Flash_Length_Mes(std::uint16_t&) { return kPieceTransferFailed; }
+int Extension_Unit_Chip_Protocol::Get_Flash_Length_Mes(std::uint16_t& length)
+{
+    Trace_Flash_Path();
+    return Piece_Channel().Query_Length(SF_Command_Set.SF_ReadId, length);
+}
 
 int Extension_Unit_Chip_Protocol::Set_Rom_Code(std::uint8_t*, std::uint32_t) { return kNotAvailable; }
 
@@ -107,21 +207,109 @@ int Extension_Unit_Chip_Protocol::Download_Firmware(std::uint8_t*, std::uint32_t
 
 int Extension_Unit_Chip_Protocol::reset() { return kNotAvailable; }
 
-int Extension_Unit_Chip_Protocol::Read_Exid(std::uint8_t*) { return kNotAvailable; }
+// The identification block is 16 bytes at offset 3584 of ISP memory piece 13.
+int Extension_Unit_Chip_Protocol::Read_Exid(std::uint8_t* buffer)
+{
+    if (!buffer)
+        return kBadArgument;
+    std::vector<std::uint8_t> piece(Flash_Piece_Channel::PIECE_SIZE, 0);
+    const int result = Read_ISP_Mem_Piece(kExidPiece, piece.data());
+    if (result == 0)
+        std::memcpy(buffer, piece.data() + kExidOffset, kExidLength);
+    return result;
+}
 
-int Extension_Unit_Chip_Protocol::Write_Exid(std::uint8_t*) { return kNotAvailable; }
+// A read-modify-write of piece 13: the rest of the piece is written back as it was.
+int Extension_Unit_Chip_Protocol::Write_Exid(std::uint8_t* buffer)
+{
+    if (!buffer)
+        return kBadArgument;
+    std::vector<std::uint8_t> piece(Flash_Piece_Channel::PIECE_SIZE, 0);
+    if (const int read = Read_ISP_Mem_Piece(kExidPiece, piece.data()))
+        return read;
+    std::memcpy(piece.data() + kExidOffset, buffer, kExidLength);
+    return Write_ISP_Mem_Piece(kExidPiece, piece.data());
+}
 
-int Extension_Unit_Chip_Protocol::Read_Flash_Piece(std::uint16_t, std::uint8_t*) { return kPieceTransferFailed; }
+int Extension_Unit_Chip_Protocol::Read_Flash_Piece(std::uint16_t piece, std::uint8_t* buffer)
+{
+    Trace_Flash_Path();
+    if (piece >= kUserPieces)
+        return kPieceOutOfRange;
+    return Read_ISP_Mem_Piece(m_table.Allow_Read_Flash_Piece_index[piece], buffer);
+}
 
-int Extension_Unit_Chip_Protocol::Write_Flash_Piece(std::uint16_t, std::uint8_t*) { return kPieceTransferFailed; }
+int Extension_Unit_Chip_Protocol::Write_Flash_Piece(std::uint16_t piece, std::uint8_t* buffer)
+{
+    Trace_Flash_Path();
+    if (piece >= kUserPieces)
+        return kPieceOutOfRange;
+    return Write_ISP_Mem_Piece(m_table.Allow_Read_Flash_Piece_index[piece], buffer);
+}
 
-int Extension_Unit_Chip_Protocol::Output_GPIO_Init_Api(std::uint32_t) { return kNotAvailable; }
+int Extension_Unit_Chip_Protocol::Output_GPIO_Init_Api(std::uint32_t pin)
+{
+    GPIO_CONTROL control;
+    if (Get_GPIO(pin, &control) != 0)
+        return kBadArgument;
+    return GPIO_Output_Init(control);
+}
 
-int Extension_Unit_Chip_Protocol::Input_GPIO_Init_Api(std::uint32_t) { return kNotAvailable; }
+int Extension_Unit_Chip_Protocol::Input_GPIO_Init_Api(std::uint32_t pin)
+{
+    GPIO_CONTROL control;
+    if (Get_GPIO(pin, &control) != 0)
+        return kBadArgument;
+    return GPIO_Input_Init(control);
+}
 
-int Extension_Unit_Chip_Protocol::Set_Output_GPIO_Api(std::uint32_t, std::uint8_t) { return kNotAvailable; }
+int Extension_Unit_Chip_Protocol::Set_Output_GPIO_Api(std::uint32_t pin, std::uint8_t level)
+{
+    GPIO_CONTROL control;
+    if (Get_GPIO(pin, &control) != 0)
+        return kBadArgument;
+    return Set_GPIO_Output(control, level);
+}
 
-int Extension_Unit_Chip_Protocol::Get_Input_GPIO_Api(std::uint32_t, std::uint8_t*) { return kNotAvailable; }
+int Extension_Unit_Chip_Protocol::Get_Input_GPIO_Api(std::uint32_t pin, std::uint8_t* level)
+{
+    GPIO_CONTROL control;
+    if (!level || Get_GPIO(pin, &control) != 0)
+        return kBadArgument;
+    return Get_GPIO_Input(control, level);
+}
+
+int Extension_Unit_Chip_Protocol::Get_GPIO(std::uint32_t pin, GPIO_CONTROL* control)
+{
+    return Look_Up_GPIO(pin, control);
+}
+
+int Extension_Unit_Chip_Protocol::GPIO_Output_Init(GPIO_CONTROL control)
+{
+    return Update_Register_Bit(control.Output_Enable.Reg_Addr, control.Output_Enable.Bits_index, true);
+}
+
+int Extension_Unit_Chip_Protocol::GPIO_Input_Init(GPIO_CONTROL control)
+{
+    int result = Update_Register_Bit(control.Output_Enable.Reg_Addr, control.Output_Enable.Bits_index, false);
+    const Reg_Bits_Des& pullDown = control.Pull_down;
+    if (pullDown.Reg_Addr != 0 && pullDown.Vail < kNoGpioFunction)
+        result |= Update_Register_Bit(pullDown.Reg_Addr, pullDown.Bits_index, pullDown.Vail != 0);
+    return result;
+}
+
+int Extension_Unit_Chip_Protocol::Set_GPIO_Output(GPIO_CONTROL control, std::uint8_t level)
+{
+    return Update_Register_Bit(control.Output_Value.Reg_Addr, control.Output_Value.Bits_index, level != 0);
+}
+
+int Extension_Unit_Chip_Protocol::Get_GPIO_Input(GPIO_CONTROL control, std::uint8_t* level)
+{
+    std::uint8_t value = 0;
+    const int result = Read_ISP_Register(control.Input_Value.Reg_Addr, &value);
+    *level = GPIO_Input_Level(control, value);
+    return result;
+}
 
 const char* Extension_Unit_Chip_Protocol::This_is() { return str_name.c_str(); }
 
@@ -147,4 +335,70 @@ int Extension_Unit_Chip_Protocol::Recognise(const Chip_Detection_Table& detectio
         return 0;
     pExtUnit->ChipType = chipCode;
     return 1;
+}
+
+// A failed read leaves 0 in the byte, and the write goes on with it.
+int Extension_Unit_Chip_Protocol::Update_Register_Bit(std::uint16_t address, std::uint8_t bit, bool set)
+{
+    std::uint8_t value = 0;
+    const int readResult = Read_ISP_Register(address, &value);
+    const std::uint8_t mask = static_cast<std::uint8_t>(1u << bit);
+    value = set ? static_cast<std::uint8_t>(value | mask) : static_cast<std::uint8_t>(value & ~mask);
+    return readResult | Write_ISP_Register(address, value);
+}
+
+Flash_Piece_Channel Extension_Unit_Chip_Protocol::Piece_Channel()
+{
+    return Flash_Piece_Channel(pExtUnit->Unit(m_table.unitId), m_table);
+}
+
+// The opcode is not sent after a failed index: it would land at the wrong index.
+int Extension_Unit_Chip_Protocol::Load_Flash_Command(std::uint8_t index, std::uint8_t opcode)
+{
+    if (Send(m_table.templates.Windows_SET_Flash_Type[0], &index) != 0 ||
+        Send(m_table.templates.Windows_SET_Flash_Type[1], &opcode) != 0)
+        return kPieceTransferFailed;
+    return 0;
+}
+
+int Extension_Unit_Chip_Protocol::Read_Flash_Id_Bytes(std::uint8_t (&bytes)[3])
+{
+    if (m_table.flashIdSource == Flash_Id_Source::Id_Selector)
+        return Send(m_table.templates.Windows_get_flash_id, bytes);
+    int result = 0;
+    for (std::uint16_t i = 0; i < 3; ++i)
+        result |= Read_ISP_Register(static_cast<std::uint16_t>(kFlashIdRegister + i), &bytes[i]);
+    return result;
+}
+
+int Extension_Unit_Chip_Protocol::Read_Flash_Ids(Serial_Flash_Id& id)
+{
+    std::uint32_t* answers[] = {&id.jedec, &id.manufacturerDevice, &id.signature};
+    for (std::size_t i = 0; i < SERIAL_FLASH_ID_OPCODES.size(); ++i) {
+        std::uint8_t bytes[3] = {0, 0, 0};
+        if (Load_Flash_Command(kIdOpcodeIndex, SERIAL_FLASH_ID_OPCODES[i]) != 0 || Read_Flash_Id_Bytes(bytes) != 0)
+            return kPieceTransferFailed;
+        *answers[i] = Serial_Flash_Id_Value(bytes);
+    }
+    return 0;
+}
+
+void Extension_Unit_Chip_Protocol::Adopt_Flash_Commands(const Serial_Flash_Id& id)
+{
+    const Serial_Flash_Commands commands = Serial_Flash_Commands_For(id);
+    SF_Command = commands.full;
+    SF_Command_Set = commands.write;
+    m_flashIdentified = true;
+    Log_Flash_Type(static_cast<Serial_Flash_Type>(SF_Command.SF_TYPE));
+}
+
+int Extension_Unit_Chip_Protocol::Ensure_Flash_Identified()
+{
+    if (m_flashIdentified)
+        return 0;
+    Serial_Flash_Id id{};
+    if (Read_Flash_Ids(id) != 0)
+        return kPieceTransferFailed;
+    Adopt_Flash_Commands(id);
+    return 0;
 }

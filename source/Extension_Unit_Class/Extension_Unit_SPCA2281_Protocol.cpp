@@ -15,6 +15,7 @@ const Extension_Unit_Chip_Table kTable = {
     0x1000,
     {13, 12, 0},
     0.52f,
+    Flash_Id_Source::Id_Selector,
 };
 
 const Chip_Id_Rule kRules[] = {

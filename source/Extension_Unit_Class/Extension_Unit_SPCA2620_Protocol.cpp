@@ -15,6 +15,7 @@ const Extension_Unit_Chip_Table kTable = {
     0x400,
     {15, 14, 0},
     1.47f,
+    Flash_Id_Source::Id_Selector,
 };
 
 const Chip_Id_Rule kRules[] = {

@@ -14,6 +14,7 @@ const Extension_Unit_Chip_Table kTable = {
     0x1000,
     {46, 45, 44},
     5.8f,
+    Flash_Id_Source::Isp_Registers,
 };
 
 // Decides on the id alone; 0x2051 and 0x20D9 are read and logged only.

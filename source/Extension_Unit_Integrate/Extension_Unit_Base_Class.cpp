@@ -9,6 +9,8 @@
 
 #include <cstdio>
 
+#include <unistd.h>
+
 namespace {
 
 constexpr std::uint16_t kFirstUnit = 3;
@@ -48,9 +50,19 @@ void Announce(const char* name)
 
 } // namespace
 
-Extension_Unit_Base_Class::Extension_Unit_Base_Class(int fd) : ChipType(0), FrameWorkVersion(0), dev_fd(fd) {}
+Extension_Unit_Base_Class::Extension_Unit_Base_Class(int fd)
+    : ChipType(0), FrameWorkVersion(0), dev_fd(fd), m_ownsDescriptor(false)
+{
+}
 
-Extension_Unit_Base_Class::~Extension_Unit_Base_Class() { dev_fd = 0; }
+Extension_Unit_Base_Class::~Extension_Unit_Base_Class()
+{
+    if (m_ownsDescriptor && dev_fd >= 0)
+        close(dev_fd);
+    dev_fd = 0;
+}
+
+void Extension_Unit_Base_Class::Own_Descriptor() { m_ownsDescriptor = true; }
 
 void Extension_Unit_Base_Class::init()
 {

@@ -73,3 +73,12 @@ Extension_Unit_Base_Protocol* Get_Extension_Unit(int fd)
 }
 
 void Delete_Extension_Unit(Extension_Unit_Base_Protocol* protocol) { delete protocol; }
+
+bool Keep_Descriptor(Extension_Unit_Base_Protocol* protocol)
+{
+    auto* chip = dynamic_cast<Extension_Unit_Chip_Protocol*>(protocol);
+    if (!chip || !chip->pExtUnit)
+        return false;
+    chip->pExtUnit->Own_Descriptor();
+    return true;
+}

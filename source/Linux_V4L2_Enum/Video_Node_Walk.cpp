@@ -69,8 +69,8 @@ void Video_Node_Walk::Visit_Entry(const char* syspath, const Visitor& visitor)
         close(fd);
         return;
     }
-    visitor(device.get(), node, fd, capability);
-    close(fd);
+    if (!visitor(device.get(), node, fd, capability))
+        close(fd);
 }
 
 void Video_Node_Walk::Describe(_v4l2_dev_sys_data_t& description, udev_device* device, const char* node,

@@ -14,9 +14,10 @@
 class Video_Node_Walk
 {
 public:
-    // The node's udev device, its path, its open descriptor (closed by the
-    // walk after the call) and its capabilities.
-    using Visitor = std::function<void(udev_device* device, const char* node, int fd, const v4l2_capability& capability)>;
+    // The node's udev device, its path, its open descriptor and its
+    // capabilities. Returns true when it keeps the descriptor; otherwise
+    // the walk closes it after the call.
+    using Visitor = std::function<bool(udev_device* device, const char* node, int fd, const v4l2_capability& capability)>;
 
     explicit Video_Node_Walk(udev* context);
 

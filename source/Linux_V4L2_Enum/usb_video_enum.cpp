@@ -28,15 +28,17 @@ void USB_Video_Enum::Walk(List_Container<Extension_Unit_Base_Protocol*>& protoco
     std::uint32_t found = 0;
     Video_Node_Walk(context.get()).Visit([&](udev_device* device, const char* node, int fd,
                                              const v4l2_capability& capability) {
-        // The protocol keeps the descriptor number after the walk closes it.
         Extension_Unit_Base_Protocol* protocol = Get_Extension_Unit(fd);
         if (!protocol)
-            return;
+            return false;
         ++found;
         protocols.Add(protocol);
         _v4l2_dev_sys_data_t description{};
         Video_Node_Walk::Describe(description, device, node, capability, true);
         C_Dev_Mes.V4l2_dev_message.Add(description);
+        // The camera's node stays open for its protocol, so that later
+        // transfers reach this camera whatever the caller has open.
+        return Keep_Descriptor(protocol);
     });
     C_Dev_Mes.S_V4L2_Device_List_Index.num_devices = found;
 }
@@ -59,17 +61,18 @@ v4l2_device_list_t* Usb_Video_Dev_Enum()
     Video_Node_Walk(context).Visit([&](udev_device* device, const char* node, int,
                                        const v4l2_capability& capability) {
         if (failed)
-            return;
+            return false;
         void* grown = std::realloc(list->list_devices, (count + 1) * sizeof(_v4l2_dev_sys_data_t));
         if (!grown) {
             failed = true;
-            return;
+            return false;
         }
         list->list_devices = static_cast<_v4l2_dev_sys_data_t*>(grown);
         _v4l2_dev_sys_data_t& description = list->list_devices[count];
         description = _v4l2_dev_sys_data_t{};
         Video_Node_Walk::Describe(description, device, node, capability, false);
         ++count;
+        return false;
     });
     if (failed) {
         std::free(list->list_devices);

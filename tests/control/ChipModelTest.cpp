@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cerrno>
 #include <vector>
 
@@ -34,6 +35,17 @@ protected:
         EXPECT_EQ(m_chip.Answer({4, selector, kGetLen, 2}, answer), 0);
         return answer[0] | answer[1] << 8;
     }
+
+    // Loads a command set at indexes 1 to 12, as the host does before a write.
+    void Load_Commands(const std::array<std::uint8_t, 12>& opcodes)
+    {
+        for (std::size_t i = 0; i < opcodes.size(); ++i) {
+            ASSERT_EQ(Set(0x07, {static_cast<std::uint8_t>(i + 1)}), 0);
+            ASSERT_EQ(Set(0x08, {opcodes[i]}), 0);
+        }
+    }
+
+    void Load_Write_Commands() { Load_Commands(*Write_Command_Set(m_chip.Flash().Part())); }
 
     std::vector<std::uint8_t> Flash_Id(std::uint8_t opcode)
     {
@@ -124,6 +136,7 @@ TEST_F(ChipModelTest, CommandSetRegistersKeepTheOpcodes)
 
 TEST_F(ChipModelTest, ProgrammingOnlyClearsBitsAndEraseSetsThem)
 {
+    Load_Write_Commands();
     Set(0x0E, {0x00, 0x04, 0x00, 0x00}); // 0x400
     std::vector<std::uint8_t> piece(1024, 0x0F);
     EXPECT_EQ(Set(0x0F, piece), 0);
@@ -138,6 +151,7 @@ TEST_F(ChipModelTest, ProgrammingOnlyClearsBitsAndEraseSetsThem)
 TEST_F(ChipModelTest, EraseTouchesOnlyItsSector)
 {
     m_chip.Flash().Load(0x0FFF, {0x00, 0x00});
+    Load_Write_Commands();
     Set(0x0D, {0x00, 0x10, 0x00, 0x00}); // sector at 0x1000
     std::uint8_t bytes[2] = {};
     m_chip.Flash().Read(0x0FFF, bytes, 2);
@@ -148,6 +162,7 @@ TEST_F(ChipModelTest, EraseTouchesOnlyItsSector)
 TEST_F(ChipModelTest, ProgramWindowWritesSixtyFourBytes)
 {
     m_chip.Flash().Load(0, std::vector<std::uint8_t>(128, 0x89));
+    Load_Write_Commands();
     Set(0x0E, {0, 0, 0, 0});
     std::vector<std::uint8_t> window(64, 0xFF);
     window[0] = window[1] = 0x00;
@@ -158,6 +173,69 @@ TEST_F(ChipModelTest, ProgramWindowWritesSixtyFourBytes)
     EXPECT_EQ(flash[1], 0x00);
     EXPECT_EQ(flash[2], 0x89);
     EXPECT_EQ(flash[65], 0x89);
+}
+
+TEST_F(ChipModelTest, WritesNeedTheCommandSetOfThePart)
+{
+    m_chip.Flash().Load(0x1000, std::vector<std::uint8_t>(16, 0x5A));
+    const std::vector<std::uint8_t> address = {0x00, 0x10, 0x00, 0x00};
+    EXPECT_EQ(Set(0x0D, address), EIO) << "nothing loaded yet";
+    EXPECT_EQ(Set(0x0E, address), 0);
+    EXPECT_EQ(Set(0x0F, std::vector<std::uint8_t>(1024, 0x00)), EIO);
+    EXPECT_EQ(Set(0x16, std::vector<std::uint8_t>(64, 0x00)), EIO);
+
+    std::array<std::uint8_t, 12> pmcErase = *Write_Command_Set(m_chip.Flash().Part());
+    pmcErase[5] = 0xD7;
+    Load_Commands(pmcErase);
+    EXPECT_EQ(Set(0x0D, address), EIO) << "wrong sector erase opcode";
+
+    std::array<std::uint8_t, 12> withChipErase = *Write_Command_Set(m_chip.Flash().Part());
+    withChipErase[7] = 0xC7;
+    Load_Commands(withChipErase);
+    EXPECT_EQ(Set(0x0D, address), EIO) << "chip erase left on";
+    EXPECT_EQ(m_chip.Refused_Writes(), 5);
+    std::uint8_t byte = 0;
+    m_chip.Flash().Read(0x1000, &byte, 1);
+    EXPECT_EQ(byte, 0x5A);
+
+    Load_Write_Commands();
+    EXPECT_EQ(Set(0x0D, address), 0);
+    m_chip.Flash().Read(0x1000, &byte, 1);
+    EXPECT_EQ(byte, 0xFF);
+}
+
+TEST(ChipModel, PartThatMustNotBeWrittenRefusesEveryCommandSet)
+{
+    ChipModel chip(*Find_Chip_Profile("2620"), *Find_Flash_Part("AT25SF041"));
+    EXPECT_FALSE(Write_Command_Set(chip.Flash().Part()).has_value());
+    for (const FlashPart& part : Flash_Parts()) {
+        const auto opcodes = Write_Command_Set(part);
+        if (!opcodes)
+            continue;
+        for (std::size_t i = 0; i < opcodes->size(); ++i) {
+            std::uint8_t index = static_cast<std::uint8_t>(i + 1);
+            std::uint8_t opcode = (*opcodes)[i];
+            chip.Answer({4, 0x07, kSetCur, 1}, &index);
+            chip.Answer({4, 0x08, kSetCur, 1}, &opcode);
+        }
+        std::uint8_t address[4] = {};
+        EXPECT_EQ(chip.Answer({4, 0x0D, kSetCur, 4}, address), EIO) << part.name;
+    }
+}
+
+TEST_F(ChipModelTest, GpioInputRegistersAreDrivenByThePinsOnly)
+{
+    m_chip.Set_Isp(0x2045, 0x81);
+    m_chip.Set_Isp(0x204C, 0x08);
+    Set(0x02, {0x45, 0x20});
+    Set(0x03, {0x00});
+    EXPECT_EQ(m_chip.Isp(0x2045), 0x81);
+    Set(0x02, {0x4C, 0x20});
+    Set(0x03, {0x03});
+    EXPECT_EQ(m_chip.Isp(0x204C), 0x0B) << "enable and value bits follow the host, input bit 3 stays";
+    Set(0x02, {0x43, 0x20});
+    Set(0x03, {0x81});
+    EXPECT_EQ(m_chip.Isp(0x2043), 0x81);
 }
 
 TEST_F(ChipModelTest, PieceLengthFollowsTheModule)
@@ -199,6 +277,17 @@ TEST(FaultPlan, RulesRunOutInOrder)
     EXPECT_EQ(plan.Next(read), EAGAIN);
     EXPECT_EQ(plan.Next(read), 0);
     EXPECT_EQ(plan.Next(other), 0);
+}
+
+TEST(FaultPlan, SkippedQueriesPassBeforeTheRuleFails)
+{
+    FaultPlan plan;
+    plan.Add({kAny, kAny, kAny, EIO, 1, 2});
+    const XuQuery query{4, 3, kGetCur, 1};
+    EXPECT_EQ(plan.Next(query), 0);
+    EXPECT_EQ(plan.Next(query), 0);
+    EXPECT_EQ(plan.Next(query), EIO);
+    EXPECT_EQ(plan.Next(query), 0);
 }
 
 TEST(FaultPlan, AlwaysNeverRunsOut)

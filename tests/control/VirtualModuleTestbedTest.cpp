@@ -183,6 +183,14 @@ TEST_F(VirtualModuleTestbed, FlashIsReachedThroughTheSelectors)
     EXPECT_EQ(id[1], 0x12);
     EXPECT_EQ(id[2], 0xEF);
 
+    const auto commands = Write_Command_Set(module.With_Chip([](ChipModel& chip) { return chip.Flash().Part(); }));
+    ASSERT_TRUE(commands.has_value());
+    for (std::size_t i = 0; i < commands->size(); ++i) {
+        std::uint8_t commandIndex = static_cast<std::uint8_t>(i + 1);
+        std::uint8_t commandOpcode = (*commands)[i];
+        ASSERT_EQ(channel.put_Property(XU_SEL_FLASH_CMD_INDEX, 1, &commandIndex), 0);
+        ASSERT_EQ(channel.put_Property(XU_SEL_FLASH_CMD_VALUE, 1, &commandOpcode), 0);
+    }
     std::uint8_t address[4] = {0x00, 0xE0, 0x00, 0x00};
     std::vector<std::uint8_t> piece(1024);
     for (std::size_t i = 0; i < piece.size(); ++i)

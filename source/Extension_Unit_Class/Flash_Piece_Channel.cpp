@@ -1,0 +1,101 @@
+#include "Flash_Piece_Channel.h"
+
+#include <unistd.h>
+
+namespace {
+
+constexpr int kTransferFailed = -3;
+constexpr useconds_t kProgramPause = 10000;
+// Where the GET_LEN answers of a piece read land; the values are not used.
+constexpr std::uint32_t kAddressLengthPreset = 4;
+constexpr std::uint32_t kDataLengthPreset = 1024;
+
+struct Address_Bytes
+{
+    explicit Address_Bytes(std::uint32_t address)
+        : bytes{static_cast<std::uint8_t>(address), static_cast<std::uint8_t>(address >> 8),
+                static_cast<std::uint8_t>(address >> 16), static_cast<std::uint8_t>(address >> 24)}
+    {
+    }
+    std::uint8_t bytes[4];
+};
+
+} // namespace
+
+Flash_Piece_Channel::Flash_Piece_Channel(ExtUnit& unit, const Extension_Unit_Chip_Table& table)
+    : m_unit(unit), m_table(table)
+{
+}
+
+int Flash_Piece_Channel::Single(Windows_UVC_xu_control request, void* data)
+{
+    request.p_data = static_cast<std::uint8_t*>(data);
+    return m_unit.EXT_UNIT_IO(&request) == 0 ? 0 : kTransferFailed;
+}
+
+int Flash_Piece_Channel::Transaction(const Windows_UVC_xu_control_unit& request, void* data)
+{
+    Windows_UVC_xu_control_unit transaction = request;
+    transaction.cur.p_data = static_cast<std::uint8_t*>(data);
+    return m_unit.EXT_UNIT_IO(&transaction) == 0 ? 0 : kTransferFailed;
+}
+
+int Flash_Piece_Channel::Query_Length(std::uint8_t scheme, std::uint16_t& length)
+{
+    std::uint16_t answer = 0;
+    for (std::size_t i = 0; i < m_table.pieceLengthRecordCount; ++i) {
+        Windows_UVC_xu_control record = m_table.Windows_GET_Piece_Mes_Length[i];
+        const bool asksLength = record.b_Request == UVC_GET_LEN;
+        void* data = asksLength ? static_cast<void*>(&record.u_rev) : &scheme;
+        record.p_data = static_cast<std::uint8_t*>(data);
+        if (m_unit.EXT_UNIT_IO(&record) != 0)
+            return kTransferFailed;
+        if (asksLength)
+            answer = static_cast<std::uint16_t>(record.u_rev & 0xFFFF);
+    }
+    length = answer;
+    return 0;
+}
+
+int Flash_Piece_Channel::Read(std::uint32_t address, std::uint16_t length, std::uint8_t* buffer)
+{
+    if (length == 0 || length > PIECE_SIZE || PIECE_SIZE % length != 0)
+        return kTransferFailed;
+    const std::uint16_t unit = m_table.unitId;
+    for (std::uint32_t offset = 0; offset < PIECE_SIZE; offset += length) {
+        Windows_UVC_xu_control addressLength = Get_Len_Request(unit, XU_SEL_PIECE_ADDR, kAddressLengthPreset);
+        Windows_UVC_xu_control dataLength = Get_Len_Request(unit, XU_SEL_PIECE_DATA, kDataLengthPreset);
+        Address_Bytes piece(address + offset);
+        if (Single(addressLength, &addressLength.u_rev) != 0 ||
+            Single(Set_Cur_Request(unit, XU_SEL_PIECE_ADDR, 4), piece.bytes) != 0 ||
+            Single(dataLength, &dataLength.u_rev) != 0 ||
+            Single(Get_Cur_Request(unit, XU_SEL_PIECE_DATA, length), buffer + offset) != 0)
+            return kTransferFailed;
+    }
+    return 0;
+}
+
+int Flash_Piece_Channel::Set_Address(std::uint32_t address)
+{
+    Address_Bytes bytes(address);
+    return Transaction(m_table.templates.Windows_set_piece_addr, bytes.bytes);
+}
+
+int Flash_Piece_Channel::Erase_Sector(std::uint32_t address)
+{
+    Address_Bytes bytes(address);
+    return Transaction(m_table.templates.Windows_set_sector_erase, bytes.bytes);
+}
+
+int Flash_Piece_Channel::Program(std::uint32_t address, std::uint8_t* buffer)
+{
+    const std::uint16_t length = m_table.pieceLength;
+    const Windows_UVC_xu_control_unit data = {Get_Len_Request(m_table.unitId, XU_SEL_PIECE_DATA, length),
+                                              Set_Cur_Request(m_table.unitId, XU_SEL_PIECE_DATA, length)};
+    for (std::uint32_t offset = 0; offset < PIECE_SIZE; offset += length) {
+        if (Set_Address(address + offset) != 0 || Transaction(data, buffer + offset) != 0)
+            return kTransferFailed;
+        usleep(kProgramPause);
+    }
+    return 0;
+}
