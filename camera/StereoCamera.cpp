@@ -114,7 +114,10 @@ bool StereoCamera::setRawFrameSize(cv::Size size)
             m_log->runTimeError("Image size must be 1856×800 or 928×400!\n");
         return false;
     }
-    FrameSize = size;
+    {
+        std::lock_guard<std::mutex> lock(m_settingsMutex);
+        FrameSize = size;
+    }
     if (!m_capture)
         return false;
     m_capture->set(cv::CAP_PROP_FRAME_WIDTH, size.width);
@@ -134,4 +137,8 @@ int StereoCamera::getDeviceNode() { return DeviceNode; }
 int StereoCamera::getPosNumber() { return m_posNumber; }
 int StereoCamera::getSerialNumber() { return m_serialNumber; }
 float StereoCamera::getRawFrameRate() { return m_frameRate; }
-cv::Size StereoCamera::getRawFrameSize() { return FrameSize; }
+cv::Size StereoCamera::getRawFrameSize()
+{
+    std::lock_guard<std::mutex> lock(m_settingsMutex);
+    return FrameSize;
+}

@@ -2,6 +2,7 @@
 #define KORVANE_CAMERA_STEREOCAMERA_H
 
 #include <atomic>
+#include <cstdint>
 #include <chrono>
 #include <condition_variable>
 #include <memory>
@@ -104,6 +105,19 @@ public:
     virtual bool stopStereoCompute();
     virtual bool stopCapture();
 
+    // Replaces the capture object with one on a video file, an image
+    // sequence pattern ("frame_%04d.png") or a GStreamer pipeline (a source
+    // holding " ! "), and sets the opened flag from it. Files and sequences
+    // play in a loop, paced at their frame rate (30 when they have none), so
+    // the capture worker runs as on a camera. Refused while capture runs.
+    bool openVideo(const std::string& source);
+
+    // Network prefix of the stream receiver: three octets, each followed by
+    // a dot ("192.168.1." by default; the last octet is IpLastSegment).
+    // Returns false, changing nothing, for anything else.
+    bool setReceiverNetwork(const std::string& prefix);
+    std::string getReceiverNetwork() const;
+
 protected:
     int m_fisheyeRadius = 0;          // radius of the fisheye mask circle, raw width / 4
     int Algorithm = 0;                // 0 semi-global matching, 1 block matching
@@ -112,10 +126,10 @@ protected:
     int m_posNumber = 0;              // mounting position: shared-memory key and port
     int m_serialNumber = 0;
     int Threshold = 120;              // radius of the disc the point cloud samples
-    float m_frameRate = 30.0f;        // requested, then measured, frame rate
+    std::atomic<float> m_frameRate{30.0f}; // requested, then measured, frame rate
     int IpLastSegment = 15;           // last octet of the stream receiver's address
-    bool m_shareMemory = false;       // publish the left image in shared memory
-    bool m_transmit = false;          // publish frames through the video writer
+    std::atomic<bool> m_shareMemory{false};    // publish the left image in shared memory
+    std::atomic<bool> m_transmit{false};       // publish frames through the video writer
     std::atomic<bool> m_opened{false};         // device open; also the capture run flag
     std::atomic<bool> m_computeRunning{false}; // disparity worker run flag
     float m_maxDepth = 1.0f;          // metres
@@ -159,12 +173,26 @@ protected:
     std::unique_ptr<std::thread> m_captureThread;
     std::unique_ptr<std::thread> m_computeThread;
 
+    std::uint64_t m_rawFrameCount = 0;      // publications of m_rawFrame, guarded by m_frameMutex
+    bool m_captureRunning = false;          // worker loop alive, guarded by m_frameMutex
+    std::mutex m_writerMutex;               // guards m_videoWriter
+    mutable std::mutex m_settingsMutex;     // guards FrameSize and m_receiverNetwork while capture runs
+    std::string m_receiverNetwork = "192.168.1.";
+
     // At capture start: scales the intrinsics to the raw width (scale =
     // width / 1856) and builds the rectification maps when the rectified
     // size and the calibration are there.
     void prepareRectification(float scale);
 
+    // Writes one frame to the network stream writer.
+    void transmitFrame(const cv::Mat& frame);
+
 private:
+    void captureWorker(float scale);
+    void openStreamWriter();
+    void loadReceiverNetwork(const cv::FileNode& node);
+    // Waits for the publication after `seen`; false when capture ended first.
+    bool waitForRawPair(std::unique_lock<std::mutex>& lock);
     bool createLog();
     bool openCapture(bool fromFile);
 };

@@ -151,12 +151,23 @@ bool StereoCamera::loadConfig(std::string fileName)
                 Depthmode = 1;
             }
         }
+        loadReceiverNetwork((*fs)["ReceiverNetwork"]);
         fs->release();
         return true;
     } catch (const std::exception&) {
         std::cerr << "Read A NULL File," << fileName << " not loaded!" << std::endl;
         return false;
     }
+}
+
+// Optional: the stream receiver's network prefix, a string such as "10.0.0.".
+void StereoCamera::loadReceiverNetwork(const cv::FileNode& node)
+{
+    if (node.empty() || node.isNone())
+        return;
+    if (!node.isString() || !setReceiverNetwork(static_cast<std::string>(node)))
+        std::cerr << "ReceiverNetwork must be three octets each followed by a dot (default "
+                  << getReceiverNetwork() << ") " << std::endl;
 }
 
 bool StereoCamera::saveConfig(std::string fileName)

@@ -6,12 +6,15 @@ set -euo pipefail
 main_packages=(
   build-essential cmake ninja-build pkg-config
   libopencv-dev libopencv-contrib-dev libudev-dev zlib1g-dev
+  libgstreamer1.0-dev gstreamer1.0-plugins-base gstreamer1.0-plugins-good
+  gstreamer1.0-plugins-ugly
 )
 test_packages=(
   "${main_packages[@]}"
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
   umockdev libumockdev-dev
+  libgstreamer-plugins-base1.0-dev gstreamer1.0-libav
 )
 
 case "${1:-main}" in

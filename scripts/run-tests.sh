@@ -14,8 +14,16 @@ cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 cmake --build build-asan
 ctest --test-dir build-asan --output-on-failure -j "$jobs" -LE package
 
-echo "== release build, installed package used by another project"
-cmake -S . -B build-release -G Ninja -DCMAKE_BUILD_TYPE=Release
+echo "== capture tests with ThreadSanitizer"
+cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+  -DKORVANE_SANITIZE=thread -DKORVANE_BUILD_EXAMPLES=OFF
+cmake --build build-tsan --target capture_test korvane_shm_read
+# A child that starts threads after fork is outside what the checker supports.
+TSAN_OPTIONS="suppressions=$PWD/tests/tsan.supp" ctest --test-dir build-tsan --output-on-failure -j "$jobs" -R '(Capture|SharedMemory|LoopbackStream)' \
+  -E 'RawWidthOfNeitherSize'
+
+echo "== release build (benchmarks included), installed package used by another project"
+cmake -S . -B build-release -G Ninja -DCMAKE_BUILD_TYPE=Release -DKORVANE_BUILD_BENCHMARKS=ON
 cmake --build build-release
 ctest --test-dir build-release --output-on-failure -L package
 

@@ -1,0 +1,41 @@
+#include "LoopingVideoCapture.h"
+
+#include <thread>
+
+namespace {
+
+// A "%" in the name is an image sequence pattern.
+int apiFor(const std::string& source)
+{
+    return source.find('%') != std::string::npos ? cv::CAP_IMAGES : cv::CAP_ANY;
+}
+
+} // namespace
+
+LoopingVideoCapture::LoopingVideoCapture(const std::string& source, double fps)
+    : cv::VideoCapture(source, apiFor(source)), m_source(source), m_api(apiFor(source))
+{
+    const double own = get(cv::CAP_PROP_FPS);
+    m_fps = fps > 0.0 ? fps : (own > 0.0 && own <= 1000.0 ? own : 30.0);
+    m_due = std::chrono::steady_clock::now();
+}
+
+bool LoopingVideoCapture::reopen()
+{
+    // Rewinding by position is not supported by every backend; opening again is.
+    return open(m_source, m_api);
+}
+
+bool LoopingVideoCapture::read(cv::OutputArray image)
+{
+    const auto period = std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+        std::chrono::duration<double>(1.0 / m_fps));
+    const auto now = std::chrono::steady_clock::now();
+    if (m_due > now)
+        std::this_thread::sleep_until(m_due);
+    // A consumer that fell behind does not get a burst of catch-up frames.
+    m_due = std::max(m_due, now) + period;
+    if (cv::VideoCapture::read(image) && !image.empty())
+        return true;
+    return reopen() && cv::VideoCapture::read(image) && !image.empty();
+}

@@ -1,0 +1,271 @@
+// Capture: the worker that grabs, splits, masks and publishes raw pairs; the
+// frame getters; the shared-memory image and the network stream.
+#include "StereoCamera.h"
+
+#include <cstdio>
+#include <cstring>
+#include <unistd.h>
+
+#include <sys/ipc.h>
+#include <sys/shm.h>
+
+#include <opencv2/imgproc.hpp>
+
+#include "LoopingVideoCapture.h"
+#include "SharedFrameLayout.h"
+#include "StreamPipeline.h"
+
+
+namespace {
+
+std::chrono::microseconds systemNow()
+{
+    return std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::system_clock::now().time_since_epoch());
+}
+
+// The process ends when the shared-memory image cannot be set up: other
+// processes depend on it. _exit, because this runs on the worker thread.
+[[noreturn]] void endProcess()
+{
+    std::fflush(nullptr);
+    _exit(1);
+}
+
+// Raw frames are 8-bit BGR; a grey source is widened, anything else dropped.
+bool toBgr(cv::Mat& frame)
+{
+    if (frame.type() == CV_8UC3)
+        return true;
+    if (frame.type() == CV_8UC1) {
+        cv::cvtColor(frame, frame, cv::COLOR_GRAY2BGR);
+        return true;
+    }
+    return false;
+}
+
+} // namespace
+
+bool StereoCamera::startCapture(bool transmit, bool shareMemory)
+{
+    if (transmit)
+        m_transmit = true;
+    if (shareMemory)
+        m_shareMemory = true;
+    const float scale = static_cast<float>(getRawFrameSize().width / 1856.0);
+    prepareRectification(scale);
+    if (m_log)
+        m_log->runTimeInfo("Initialize parameters OK!\n");
+    {
+        std::lock_guard<std::mutex> lock(m_frameMutex);
+        m_captureRunning = true;
+    }
+    m_captureThread.reset(new std::thread(&StereoCamera::captureWorker, this, scale));
+    return m_captureThread != nullptr;
+}
+
+void StereoCamera::captureWorker(float scale)
+{
+    void* segment = nullptr;
+    int segmentId = -1;
+    const bool shared = m_shareMemory;
+    if (shared) {
+        if (scale == 1.0f || scale == 0.5f) {
+            segmentId = shmget(korvane::shm::keyFor(getPosNumber()),
+                               korvane::shm::segmentBytes(getRawFrameSize()), IPC_CREAT | 01666);
+            if (segmentId < 0) {
+                if (m_log)
+                    m_log->runTimeError("share memory alloc create failed!\n");
+                endProcess();
+            }
+        }
+        segment = shmat(segmentId, nullptr, 0);
+        if (segment == reinterpret_cast<void*>(-1)) {
+            if (m_log)
+                m_log->runTimeError("share memory shmat failed!\n");
+            endProcess();
+        }
+        korvane::shm::storeStatus(segment, korvane::shm::kEmpty);
+    }
+
+    cv::Mat frame;
+    for (int i = 0; i < 10; ++i) {
+        m_capture->read(frame);
+        if (!frame.empty()) {
+            std::lock_guard<std::mutex> lock(m_settingsMutex);
+            FrameSize = frame.size();
+        }
+    }
+    if (m_log)
+        m_log->runTimeInfo("Start capture ...\n");
+    usleep(50000);
+
+    if (m_transmit && m_transmode != -1)
+        openStreamWriter();
+
+    while (m_opened) {
+        const int64 t0 = cv::getTickCount();
+        m_capture->read(frame);
+        if (frame.empty() || !toBgr(frame))
+            continue;
+        const int half = frame.cols / 2;
+        cv::Mat left = frame(cv::Rect(0, 0, half, frame.rows)).clone();
+        cv::Mat right = frame(cv::Rect(half, 0, half, frame.rows)).clone();
+        convertRawFisheyeImage(m_fisheyeRadius, left, right);
+        if (shared && korvane::shm::loadStatus(segment) == korvane::shm::kEmpty) {
+            korvane::shm::storeStatus(segment, korvane::shm::kNewImage);
+            std::memcpy(korvane::shm::imageBytes(segment), left.data,
+                        static_cast<size_t>(left.rows) * half * 3);
+        }
+        m_frameRate = static_cast<float>(cv::getTickFrequency() / (cv::getTickCount() - t0));
+
+        std::lock_guard<std::mutex> lock(m_frameMutex);
+        m_rawFrame.left = left.clone();
+        m_rawFrame.right = right.clone();
+        m_rawFrame.timeStamp = systemNow();
+        ++m_rawFrameCount;
+        m_frameCondition.notify_all();
+        // Paces the worker and lets a waiting reader take the lock first.
+        usleep(1000);
+    }
+
+    if (m_log)
+        m_log->runTimeInfo("Exit capture frame worker ...\n");
+    if (shared) {
+        if (shmdt(segment) != 0 && m_log)
+            m_log->runTimeError("share memory shmdt failed!\n");
+        if (shmctl(segmentId, IPC_RMID, nullptr) != 0 && m_log)
+            m_log->runTimeError("Delete share memory error!");
+    }
+    std::lock_guard<std::mutex> lock(m_frameMutex);
+    m_captureRunning = false;
+    m_frameCondition.notify_all();
+}
+
+void StereoCamera::openStreamWriter()
+{
+    const std::string host = korvane::stream::hostPart(getReceiverNetwork(), IpLastSegment);
+    const std::string port = korvane::stream::portPart(getPosNumber());
+    std::string encoder = korvane::stream::kHardwareEncoder;
+    if (!korvane::stream::elementAvailable(korvane::stream::kHardwareEncoder)) {
+        encoder = korvane::stream::kSoftwareEncoder;
+        if (m_log)
+            m_log->runTimeWarning("%s is not available: streaming with the software encoder x264enc\n",
+                                  korvane::stream::kHardwareEncoder);
+    }
+    const std::string pipeline = korvane::stream::pipeline(encoder, host, port);
+    std::printf("hostIp+portString:%s%s\n%s\n", host.c_str(), port.c_str(), pipeline.c_str());
+    std::fflush(stdout);
+    const cv::Size size =
+        korvane::stream::frameSizeForMode(m_transmode, getRawFrameSize(), RectifyFrameSize);
+    if (size.empty())
+        return;
+    cv::VideoWriter writer(pipeline, 0, m_transrate, size, true);
+    std::lock_guard<std::mutex> lock(m_writerMutex);
+    m_videoWriter = writer;
+}
+
+void StereoCamera::transmitFrame(const cv::Mat& frame)
+{
+    std::lock_guard<std::mutex> lock(m_writerMutex);
+    // A writer that failed to open ignores the frame.
+    if (m_videoWriter.isOpened())
+        m_videoWriter.write(frame);
+}
+
+// Clears the opened flag, which doubles as the capture worker's run flag, so
+// that afterwards isOpened() is false; then joins the worker if there is one.
+bool StereoCamera::stopCapture()
+{
+    m_opened = false;
+    if (!m_captureThread)
+        return true;
+    m_captureThread->join();
+    m_captureThread.reset();
+    if (m_log)
+        m_log->runTimeInfo("Stop get frame done.\n");
+    return true;
+}
+
+bool StereoCamera::waitForRawPair(std::unique_lock<std::mutex>& lock)
+{
+    const std::uint64_t seen = m_rawFrameCount;
+    m_frameCondition.wait(lock, [&] { return m_rawFrameCount != seen || !m_captureRunning; });
+    return m_rawFrameCount != seen;
+}
+
+bool StereoCamera::getRawFrame(cv::Mat& frame, std::chrono::microseconds& timeStamp)
+{
+    cv::Mat left;
+    cv::Mat right;
+    {
+        std::unique_lock<std::mutex> lock(m_frameMutex);
+        if (!waitForRawPair(lock))
+            return false;
+        left = m_rawFrame.left.clone();
+        right = m_rawFrame.right.clone();
+        if (m_transmit && m_transmode == 0) {
+            transmitFrame(right);
+        } else if (m_transmit && m_transmode == 1) {
+            cv::Mat joined;
+            cv::hconcat(left, right, joined);
+            transmitFrame(joined);
+        }
+        timeStamp = m_rawFrame.timeStamp;
+    }
+    cv::hconcat(left, right, frame);
+    return !frame.empty();
+}
+
+bool StereoCamera::getStereoFrame(cv::Mat& left, cv::Mat& right, std::chrono::microseconds& timeStamp)
+{
+    std::unique_lock<std::mutex> lock(m_frameMutex);
+    if (!waitForRawPair(lock))
+        return false;
+    left = m_rawFrame.left.clone();
+    right = m_rawFrame.right.clone();
+    timeStamp = m_rawFrame.timeStamp;
+    return !left.empty() && !right.empty();
+}
+
+bool StereoCamera::openVideo(const std::string& source)
+{
+    if (m_captureThread) {
+        if (m_log)
+            m_log->runTimeError("Cannot change the video source while capturing!\n");
+        return false;
+    }
+    std::unique_ptr<cv::VideoCapture> capture;
+    try {
+        if (source.find(" ! ") != std::string::npos)
+            capture.reset(new cv::VideoCapture(source, cv::CAP_GSTREAMER));
+        else
+            capture.reset(new LoopingVideoCapture(source));
+    } catch (const std::exception&) {
+        capture.reset();
+    }
+    if (!capture || !capture->isOpened()) {
+        if (m_log)
+            m_log->runTimeError("Cannot open video source %s\n", source.c_str());
+        m_opened = false;
+        return false;
+    }
+    m_capture = std::move(capture);
+    m_opened = true;
+    return true;
+}
+
+bool StereoCamera::setReceiverNetwork(const std::string& prefix)
+{
+    if (!korvane::stream::isNetworkPrefix(prefix))
+        return false;
+    std::lock_guard<std::mutex> lock(m_settingsMutex);
+    m_receiverNetwork = prefix;
+    return true;
+}
+
+std::string StereoCamera::getReceiverNetwork() const
+{
+    std::lock_guard<std::mutex> lock(m_settingsMutex);
+    return m_receiverNetwork;
+}

@@ -1,0 +1,121 @@
+// Reads the left images a capturing process publishes in shared memory for
+// one mounting position, and saves or shows them.
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <sys/stat.h>
+
+#include <opencv2/highgui.hpp>
+#include <opencv2/imgcodecs.hpp>
+
+#include "camera/SharedFrameReader.h"
+
+namespace {
+
+struct Options
+{
+    int position = -1;
+    int count = 1;          // 0: until interrupted
+    int timeoutMs = 2000;
+    std::string outDir;
+    bool show = false;
+};
+
+void usage(FILE* to)
+{
+    std::fprintf(to,
+                 "Usage: korvane-shm-read --position N [--count K] [--timeout-ms MS] [--out DIR] [--show]\n"
+                 "Reads the left images that a capturing process publishes in the shared-memory\n"
+                 "segment of position N (key 9000 + N).\n"
+                 "  --count K        images to read (default 1, 0 = until Escape or a time-out)\n"
+                 "  --timeout-ms MS  how long to wait for each image (default 2000)\n"
+                 "  --out DIR        save them as DIR/left_<i>.png\n"
+                 "  --show           show them in a window\n"
+                 "Exit status: 0 done, 1 no segment or no image in time, 2 bad arguments.\n");
+}
+
+bool toInt(const char* text, int& value)
+{
+    char* end = nullptr;
+    errno = 0;
+    const long v = std::strtol(text, &end, 10);
+    if (errno != 0 || end == text || *end != '\0' || v < 0 || v > 1000000000)
+        return false;
+    value = static_cast<int>(v);
+    return true;
+}
+
+bool parse(int argc, char** argv, Options& o)
+{
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        const bool hasValue = i + 1 < argc;
+        if (arg == "--position" && hasValue) {
+            if (!toInt(argv[++i], o.position))
+                return false;
+        } else if (arg == "--count" && hasValue) {
+            if (!toInt(argv[++i], o.count))
+                return false;
+        } else if (arg == "--timeout-ms" && hasValue) {
+            if (!toInt(argv[++i], o.timeoutMs))
+                return false;
+        } else if (arg == "--out" && hasValue) {
+            o.outDir = argv[++i];
+        } else if (arg == "--show") {
+            o.show = true;
+        } else {
+            return false;
+        }
+    }
+    return o.position >= 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
+        usage(stdout);
+        return 0;
+    }
+    Options o;
+    if (!parse(argc, argv, o)) {
+        usage(stderr);
+        return 2;
+    }
+    if (!o.outDir.empty() && mkdir(o.outDir.c_str(), 0755) != 0 && errno != EEXIST) {
+        std::fprintf(stderr, "Cannot create %s: %s\n", o.outDir.c_str(), std::strerror(errno));
+        return 1;
+    }
+    SharedFrameReader reader;
+    if (!reader.attach(o.position)) {
+        std::fprintf(stderr, "Position %d: %s\n", o.position, reader.error().c_str());
+        return 1;
+    }
+    cv::Mat image;
+    int taken = 0;
+    for (int i = 0; o.count == 0 || i < o.count; ++i) {
+        if (!reader.read(image, std::chrono::milliseconds(o.timeoutMs))) {
+            std::fprintf(stderr, "Position %d: %s\n", o.position, reader.error().c_str());
+            return 1;
+        }
+        ++taken;
+        if (!o.outDir.empty()) {
+            const std::string file = o.outDir + "/left_" + std::to_string(i) + ".png";
+            if (!cv::imwrite(file, image)) {
+                std::fprintf(stderr, "Cannot write %s\n", file.c_str());
+                return 1;
+            }
+        }
+        if (o.show) {
+            cv::imshow("Position " + std::to_string(o.position), image);
+            if ((cv::waitKey(1) & 0xff) == 27)
+                break;
+        }
+    }
+    std::printf("Read %d image(s) of %dx%d from position %d\n", taken, reader.imageSize().width,
+                reader.imageSize().height, o.position);
+    return 0;
+}
