@@ -185,6 +185,16 @@ TEST_P(LoopbackStream, ReceiverDecodesFramesOfTheModesSize)
     const std::string port = std::to_string(9200 + c.position);
     EXPECT_NE(out.find("hostIp+portString:host=127.0.0.1 port=" + port + "\n"), std::string::npos) << out;
     EXPECT_NE(out.find("! udpsink host=127.0.0.1 port=" + port + "\n"), std::string::npos) << out;
+    // Without the module's hardware encoder the software one stands in, said once.
+    const std::string warning = "\033[1m\033[33m[StereoCamera][WARNING] omxh264enc is not available: "
+                                "streaming with the software encoder x264enc\n\033[0m";
+    if (stream::elementAvailable(stream::kHardwareEncoder)) {
+        EXPECT_EQ(out.find(warning), std::string::npos);
+    } else {
+        ASSERT_NE(out.find(warning), std::string::npos) << out;
+        EXPECT_EQ(out.find(warning, out.find(warning) + 1), std::string::npos);
+        EXPECT_NE(out.find("x264enc tune=zerolatency"), std::string::npos);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Modes, LoopbackStream,
