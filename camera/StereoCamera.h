@@ -81,7 +81,15 @@ public:
     virtual cv::Size getRawFrameSize();
     virtual bool getRawFrame(cv::Mat& frame, std::chrono::microseconds& timeStamp);
     virtual bool getStereoFrame(cv::Mat& left, cv::Mat& right, std::chrono::microseconds& timeStamp);
+    // False-colour depth image (8-bit BGR, flipped about both axes) of the
+    // newest disparity, taken when the capture worker publishes its next raw
+    // pair; stamp is that pair's time stamp. The colour flag is overwritten
+    // with true: the image is always in colour. False when the disparity
+    // worker is not running or has no disparity.
     virtual bool getDepthFrame(cv::Mat& depth, bool colour, std::chrono::microseconds& stamp);
+    // Metric depth from a disparity image (CV_32FC1, pixels): depth is
+    // CV_32FC1 in metres, 0 outside the depth limits, -1 where the disparity
+    // is not above the minimum depth value. False for another input type.
     virtual bool getDepthFrame(cv::Mat& disparity, cv::Mat& depth);
     virtual bool getPointCloud(std::vector<cv::Vec3f>& points, std::chrono::microseconds& stamp);
     virtual bool getPointCloud(std::vector<PCL>& points, std::chrono::microseconds& stamp);
@@ -178,6 +186,8 @@ protected:
     std::mutex m_writerMutex;               // guards m_videoWriter
     mutable std::mutex m_settingsMutex;     // guards FrameSize and m_receiverNetwork while capture runs
     std::string m_receiverNetwork = "192.168.1.";
+    std::uint64_t m_disparityCount = 0;     // publications of m_disparityFrame, guarded by m_computeMutex
+    bool m_computeActive = false;           // disparity loop alive, guarded by m_computeMutex
 
     // At capture start: scales the intrinsics to the raw width (scale =
     // width / 1856) and builds the rectification maps when the rectified
@@ -191,10 +201,30 @@ private:
     void captureWorker(float scale);
     void openStreamWriter();
     void loadReceiverNetwork(const cv::FileNode& node);
+    void computeWorker();
+    // Waits for the disparity publication after the current one; false when
+    // the disparity worker ended first.
+    bool waitForDisparity(std::unique_lock<std::mutex>& lock);
+    // Depth in metres of disparity d at column j, in the current geometry.
+    float depthOf(float d, int column, float baseline) const;
+    // Waits for the next disparity; copies it, its centre image and its time
+    // stamp, and computes its metric depth. False when the worker ended.
+    bool copyNewestDisparity(cv::Mat& image, cv::Mat& disparity, cv::Mat& depth,
+                             std::chrono::microseconds& stamp);
     // Waits for the publication after `seen`; false when capture ended first.
     bool waitForRawPair(std::unique_lock<std::mutex>& lock);
     bool createLog();
     bool openCapture(bool fromFile);
 };
+
+// Colour of a depth value between min and max for the false-colour depth
+// image, channels B, G, R: blue near, green in the middle, red far. Each
+// channel keeps only the low byte of its rounded value, so the nearest and
+// farthest ends wrap (510 becomes 254); that is the depth image's look.
+cv::Vec3b getclolor(float min, float max, float value);
+// Single channels of an alternative colour ramp (not used by the kit).
+uchar getBlueSegVal(float min, float max, float value);
+uchar getGreenSegVal(float min, float max, float value);
+uchar getRedSegVal(float min, float max, float value);
 
 #endif

@@ -14,12 +14,12 @@ cmake -S . -B build-asan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 cmake --build build-asan
 ctest --test-dir build-asan --output-on-failure -j "$jobs" -LE package
 
-echo "== capture tests with ThreadSanitizer"
+echo "== capture and depth worker tests with ThreadSanitizer"
 cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DKORVANE_SANITIZE=thread -DKORVANE_BUILD_EXAMPLES=OFF
-cmake --build build-tsan --target capture_test korvane_shm_read
+cmake --build build-tsan --target capture_test depth_test
 # A child that starts threads after fork is outside what the checker supports.
-TSAN_OPTIONS="suppressions=$PWD/tests/tsan.supp" ctest --test-dir build-tsan --output-on-failure -j "$jobs" -R '(Capture|SharedMemory|LoopbackStream)' \
+TSAN_OPTIONS="suppressions=$PWD/tests/tsan.supp" ctest --test-dir build-tsan --output-on-failure -j "$jobs" -R '(Capture|SharedMemory|LoopbackStream|DisplayDepth|Cloud|DisparityWorker)' \
   -E 'RawWidthOfNeitherSize'
 
 echo "== release build (benchmarks included), installed package used by another project"

@@ -1,0 +1,106 @@
+// Disparity: the worker that matches each rectified pair and publishes the
+// disparity with the perspective left view it belongs to.
+#include "StereoCamera.h"
+
+#include <unistd.h>
+
+#include <opencv2/calib3d.hpp>
+#include <opencv2/imgproc.hpp>
+
+namespace {
+
+// The matcher for an Algorithm value, with the kit's fixed settings; null
+// for a value that names no matcher.
+cv::Ptr<cv::StereoMatcher> createMatcher(int algorithm)
+{
+    if (algorithm == 0) {
+        // The zeros are deliberate and differ from the library's defaults.
+        return cv::StereoSGBM::create(0, 32, 9, 8 * 3 * 9 * 9, 32 * 3 * 9 * 9, 0, 0, 0, 0, 0,
+                                      cv::StereoSGBM::MODE_SGBM);
+    }
+    if (algorithm == 1) {
+        cv::Ptr<cv::StereoBM> bm = cv::StereoBM::create(32, 9);
+        bm->setPreFilterCap(31);
+        bm->setMinDisparity(0);
+        bm->setTextureThreshold(10);
+        bm->setUniquenessRatio(15);
+        bm->setSpeckleWindowSize(100);
+        bm->setSpeckleRange(32);
+        bm->setDisp12MaxDiff(1);
+        return bm;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+bool StereoCamera::startStereoCompute()
+{
+    usleep(5000);
+    if (m_log)
+        m_log->runTimeInfo("Start stereo computing ...\n");
+    m_computeRunning = true;
+    {
+        std::lock_guard<std::mutex> lock(m_computeMutex);
+        m_computeActive = true;
+    }
+    m_computeThread.reset(new std::thread(&StereoCamera::computeWorker, this));
+    return m_computeThread != nullptr;
+}
+
+bool StereoCamera::stopStereoCompute()
+{
+    m_computeRunning = false;
+    if (!m_computeThread)
+        return true;
+    m_computeThread->join();
+    m_computeThread.reset();
+    if (m_log)
+        m_log->runTimeInfo("Stop stereo compute done.\n");
+    return true;
+}
+
+void StereoCamera::computeWorker()
+{
+    const int algorithm = Algorithm;
+    cv::Ptr<cv::StereoMatcher> matcher = createMatcher(algorithm);
+    while (m_computeRunning) {
+        cv::Mat left, right, centre;
+        std::chrono::microseconds stamp{0};
+        if (!getRectStereoFrame(left, right, centre, stamp))
+            continue;
+        cv::Mat raw;
+        if (matcher && algorithm == 1) {
+            cv::Mat greyLeft, greyRight;
+            cv::cvtColor(left, greyLeft, cv::COLOR_BGR2GRAY);
+            cv::cvtColor(right, greyRight, cv::COLOR_BGR2GRAY);
+            matcher->compute(greyLeft, greyRight, raw);
+        } else if (matcher) {
+            matcher->compute(left, right, raw);
+        }
+        cv::Mat disparity;
+        raw.convertTo(disparity, CV_32F, 0.0625, 0); // 16-bit fixed point, four fractional bits
+
+        std::lock_guard<std::mutex> lock(m_computeMutex);
+        m_disparityFrame.left = centre.clone();
+        m_disparityFrame.right = disparity.clone();
+        m_disparityFrame.timeStamp = stamp;
+        ++m_disparityCount;
+        m_computeCondition.notify_all();
+        // Paces readers and the worker alike.
+        usleep(1000);
+    }
+    matcher.release();
+    if (m_log)
+        m_log->runTimeInfo("Exit compute disparity worker ...\n");
+    std::lock_guard<std::mutex> lock(m_computeMutex);
+    m_computeActive = false;
+    m_computeCondition.notify_all();
+}
+
+bool StereoCamera::waitForDisparity(std::unique_lock<std::mutex>& lock)
+{
+    const std::uint64_t seen = m_disparityCount;
+    m_computeCondition.wait(lock, [&] { return m_disparityCount != seen || !m_computeActive; });
+    return m_disparityCount != seen;
+}
