@@ -15,7 +15,8 @@ int apiFor(const std::string& source)
 LoopingVideoCapture::LoopingVideoCapture(const std::string& source, double fps)
     : cv::VideoCapture(source, apiFor(source)), m_source(source), m_api(apiFor(source))
 {
-    const double own = get(cv::CAP_PROP_FPS);
+    // An image sequence has no rate of its own (the backend reports 1).
+    const double own = m_api == cv::CAP_IMAGES ? 0.0 : get(cv::CAP_PROP_FPS);
     m_fps = fps > 0.0 ? fps : (own > 0.0 && own <= 1000.0 ? own : 30.0);
     m_due = std::chrono::steady_clock::now();
 }

@@ -11,7 +11,8 @@
 class LoopingVideoCapture : public cv::VideoCapture
 {
 public:
-    // fps: the pace; 0 takes the file's own rate (30 when it has none).
+    // fps: the pace; 0 takes the file's own rate (30 when it has none, as
+    // for an image sequence).
     explicit LoopingVideoCapture(const std::string& source, double fps = 0.0);
 
     bool read(cv::OutputArray image) override;

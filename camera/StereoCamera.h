@@ -126,6 +126,12 @@ public:
     bool setReceiverNetwork(const std::string& prefix);
     std::string getReceiverNetwork() const;
 
+    // Waits for the disparity worker's next result and copies it: the
+    // disparity (CV_32FC1, pixels; empty without a matcher), the perspective
+    // left view it was matched from, and that raw pair's time stamp. False
+    // when the disparity worker is not running.
+    bool getDisparityFrame(cv::Mat& disparity, cv::Mat& centre, std::chrono::microseconds& stamp);
+
 protected:
     int m_fisheyeRadius = 0;          // radius of the fisheye mask circle, raw width / 4
     int Algorithm = 0;                // 0 semi-global matching, 1 block matching

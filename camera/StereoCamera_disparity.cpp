@@ -104,3 +104,14 @@ bool StereoCamera::waitForDisparity(std::unique_lock<std::mutex>& lock)
     m_computeCondition.wait(lock, [&] { return m_disparityCount != seen || !m_computeActive; });
     return m_disparityCount != seen;
 }
+
+bool StereoCamera::getDisparityFrame(cv::Mat& disparity, cv::Mat& centre, std::chrono::microseconds& stamp)
+{
+    std::unique_lock<std::mutex> lock(m_computeMutex);
+    if (!waitForDisparity(lock))
+        return false;
+    disparity = m_disparityFrame.right.clone();
+    centre = m_disparityFrame.left.clone();
+    stamp = m_disparityFrame.timeStamp;
+    return true;
+}

@@ -1,106 +1,351 @@
-// The kit's main job for now: opens a stereo camera from a configuration
-// file, loads a calibration file, prints the settings and writes both files
-// back out. Without a module attached the camera stays closed, which is
-// reported, and everything else still runs.
+// The kit's main job: opens a module by device number or, with no module
+// attached, the synthetic stereo module; runs capture, disparity, depth and
+// point cloud; writes the colour depth image, the rectified views and a PLY
+// point cloud of a chosen frame; reports frames per second, latency and, on
+// the synthetic module, the depth error against ground truth.
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <sys/stat.h>
+#include <vector>
 
+#include <opencv2/highgui.hpp>
+#include <opencv2/imgcodecs.hpp>
+
+#include "camera/PointCloudFile.h"
 #include "camera/StereoCamera.h"
+#include "emulator/synthetic/SyntheticSetWriter.h"
 
 namespace {
 
+std::atomic<bool> g_interrupted{false};
+
+void onInterrupt(int) { g_interrupted = true; }
+
 struct Options
 {
-    std::string config = "data/sample_config.yml";
-    std::string calibration = "data/sample_calibration.yml";
+    int device = -1;               // -1: the synthetic module
+    std::string calibration;       // with a device
+    std::string config;            // with a device, optional
+    cv::Size syntheticSize{928, 400};
+    cv::Size rectified{640, 480};
+    int frames = 30;
+    int saveFrame = 10;
     std::string outDir = "out";
+    bool window = true;
+    int algorithm = 0;
 };
 
-void usage(const char* program)
+void usage(FILE* to)
 {
-    std::printf("Usage: %s [--config FILE] [--calib FILE] [--out DIR]\n"
-                "Opens a stereo camera from FILE, loads its calibration, prints the settings\n"
-                "and writes config.yml and calibration.yml into DIR (default: out).\n",
-                program);
+    std::fprintf(to,
+                 "Usage: korvane_main [options]\n"
+                 "Runs capture, disparity, depth and point cloud on a module or, without\n"
+                 "--device, on the synthetic stereo module, and writes into the output folder\n"
+                 "depth.png, rect_left.png, rect_right.png and cloud.ply of one frame.\n"
+                 "  --device N        video device number of a module (needs --calib)\n"
+                 "  --calib FILE      calibration parameter file of the module\n"
+                 "  --config FILE     configuration file of the module (optional)\n"
+                 "  --size WxH        raw size of the synthetic module: 928x400 (default) or 1856x800\n"
+                 "  --rect WxH        rectified size (default 640x480)\n"
+                 "  --frames N        depth frames to process (default 30)\n"
+                 "  --save-frame K    which of them to write out (default 10)\n"
+                 "  --algorithm A     0 semi-global matching (default), 1 block matching\n"
+                 "  --out DIR         output folder (default out)\n"
+                 "  --no-window       never open a window\n"
+                 "Stops after N frames, on Escape in the window or on Ctrl-C.\n");
 }
 
-bool parse(int argc, char** argv, Options& options)
+bool parseSize(const char* text, cv::Size& size)
 {
-    for (int i = 1; i < argc; ++i) {
-        const std::string arg = argv[i];
-        const bool hasValue = i + 1 < argc;
-        if (arg == "--config" && hasValue)
-            options.config = argv[++i];
-        else if (arg == "--calib" && hasValue)
-            options.calibration = argv[++i];
-        else if (arg == "--out" && hasValue)
-            options.outDir = argv[++i];
-        else
-            return false;
-    }
+    char x = 0;
+    return std::sscanf(text, "%d%c%d", &size.width, &x, &size.height) == 3 && x == 'x' &&
+           size.width > 0 && size.height > 0;
+}
+
+bool parseInt(const char* text, int& value)
+{
+    char* end = nullptr;
+    errno = 0;
+    const long v = std::strtol(text, &end, 10);
+    if (errno || end == text || *end || v < 0 || v > 1000000)
+        return false;
+    value = static_cast<int>(v);
     return true;
 }
 
-// Reads the settings that have no public getter.
-class SettingsReport : public StereoCamera
+bool parse(int argc, char** argv, Options& o)
+{
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        if (arg == "--no-window") {
+            o.window = false;
+            continue;
+        }
+        if (i + 1 >= argc)
+            return false;
+        const char* v = argv[++i];
+        const bool ok = arg == "--device"       ? parseInt(v, o.device)
+                        : arg == "--calib"      ? (o.calibration = v, true)
+                        : arg == "--config"     ? (o.config = v, true)
+                        : arg == "--size"       ? parseSize(v, o.syntheticSize)
+                        : arg == "--rect"       ? parseSize(v, o.rectified)
+                        : arg == "--frames"     ? parseInt(v, o.frames)
+                        : arg == "--save-frame" ? parseInt(v, o.saveFrame)
+                        : arg == "--algorithm"  ? parseInt(v, o.algorithm)
+                        : arg == "--out"        ? (o.outDir = v, true)
+                                                : false;
+        if (!ok)
+            return false;
+    }
+    const bool moduleSize = o.syntheticSize == cv::Size(928, 400) || o.syntheticSize == cv::Size(1856, 800);
+    return moduleSize && o.frames > 0 && o.algorithm <= 1 && (o.device < 0 || !o.calibration.empty());
+}
+
+bool makeDirectory(const std::string& path)
+{
+    if (mkdir(path.c_str(), 0755) == 0 || errno == EEXIST)
+        return true;
+    std::fprintf(stderr, "Cannot create %s: %s\n", path.c_str(), std::strerror(errno));
+    return false;
+}
+
+// Exposes the settings the report needs.
+class MainCamera : public StereoCamera
 {
 public:
     using StereoCamera::StereoCamera;
-
-    void print()
-    {
-        const cv::Size raw = getRawFrameSize();
-        std::printf("device node        %d (%s)\n", getDeviceNode(), isOpened() ? "open" : "not open");
-        std::printf("log level          %d\n", getLogLevel());
-        std::printf("raw frame          %d x %d at %.1f fps\n", raw.width, raw.height, getRawFrameRate());
-        std::printf("rectified frame    %d x %d\n", RectifyFrameSize.width, RectifyFrameSize.height);
-        std::printf("matcher            %s\n", Algorithm == 0 ? "semi-global" : Algorithm == 1 ? "block" : "none");
-        std::printf("depth mode         %d (%s)\n", Depthmode, Depthmode == 2 ? "perspective" : "longitude-latitude");
-        std::printf("field of view      %.1f degrees\n", hFov);
-        std::printf("point cloud radius %d pixels\n", Threshold);
-        std::printf("stream             mode %d, %.1f fps, receiver last octet %d\n", m_transmode, m_transrate, IpLastSegment);
-        std::printf("serial number      %d\n", getSerialNumber());
-        std::printf("position number    %d\n", getPosNumber());
-        std::vector<cv::Mat> left;
-        if (getCalibParams(left, false) && !left[0].empty() && !left[2].empty())
-            std::printf("left eye           fx %.2f fy %.2f cx %.2f cy %.2f xi %.3f\n",
-                        left[0].at<double>(0, 0), left[0].at<double>(1, 1), left[0].at<double>(0, 2),
-                        left[0].at<double>(1, 2), left[2].at<double>(0, 0));
-        if (!left[4].empty())
-            std::printf("baseline           %.2f mm\n", cv::norm(left[4]));
-    }
+    void setAlgorithm(int algorithm) { Algorithm = algorithm; }
+    cv::Size rectifiedSize() const { return RectifyFrameSize; }
+    double fieldOfView() const { return hFov; }
 };
+
+// Ground truth of the synthetic module: depth of each frame, and the pixels
+// whose true depth is the same in every frame (the still part of the scene),
+// where any published disparity can be compared whatever frame it came from.
+struct GroundTruth
+{
+    cv::Mat depth;     // CV_32F metres, frame 0
+    cv::Mat stillMask; // CV_8U
+    bool loaded = false;
+};
+
+GroundTruth loadGroundTruth(const std::string& directory, int frames)
+{
+    GroundTruth truth;
+    cv::Mat lowest, highest;
+    for (int i = 0; i < frames; ++i) {
+        char name[64];
+        std::snprintf(name, sizeof name, "/depth/depth_%04d.tiff", i);
+        const cv::Mat depth = cv::imread(directory + name, cv::IMREAD_UNCHANGED);
+        if (depth.empty() || depth.type() != CV_32FC1)
+            return truth;
+        if (i == 0) {
+            truth.depth = depth.clone();
+            lowest = depth.clone();
+            highest = depth.clone();
+        }
+        lowest = cv::min(lowest, depth);
+        highest = cv::max(highest, depth);
+    }
+    truth.stillMask = (highest - lowest) < 1e-5f;
+    truth.loaded = true;
+    return truth;
+}
+
+// Median relative error of the metric depth over the still pixels whose true
+// depth lies inside the depth limits and the matcher's disparity range
+// (32 pixels), where the matcher found a depth; -1 when there is none.
+double medianDepthError(const cv::Mat& depth, const GroundTruth& truth, double focal, double baseline)
+{
+    if (!truth.loaded || depth.size() != truth.depth.size())
+        return -1;
+    std::vector<float> errors;
+    for (int r = 0; r < depth.rows; ++r)
+        for (int c = 0; c < depth.cols; ++c) {
+            const float z = depth.at<float>(r, c);
+            const float t = truth.depth.at<float>(r, c);
+            if (!truth.stillMask.at<uchar>(r, c) || !(z > 0) || t < 0.05f || t > 1.0f ||
+                focal * baseline / t >= 32)
+                continue;
+            errors.push_back(std::abs(z - t) / t);
+        }
+    if (errors.empty())
+        return -1;
+    std::nth_element(errors.begin(), errors.begin() + errors.size() / 2, errors.end());
+    return errors[errors.size() / 2];
+}
+
+// Writes the synthetic module's set once per size; later runs reuse it.
+bool prepareSynthetic(const Options& o, std::string& directory)
+{
+    directory = o.outDir + "/synthetic-" + std::to_string(o.syntheticSize.width) + "x" +
+                std::to_string(o.syntheticSize.height) + "-" + std::to_string(o.rectified.width) + "x" +
+                std::to_string(o.rectified.height);
+    const std::string done = directory + "/complete";
+    struct stat info {};
+    if (stat(done.c_str(), &info) == 0)
+        return true;
+    korvane::synthetic::SyntheticSetWriter::Options options;
+    options.rawSize = o.syntheticSize;
+    options.rectifiedSize = o.rectified;
+    options.frameCount = 30;
+    korvane::synthetic::SyntheticSetWriter writer(options);
+    writer.onProgress([&](int written) {
+        std::printf("\rRendering the synthetic module: %d/%d frames", written, options.frameCount);
+        std::fflush(stdout);
+    });
+    std::string error;
+    if (!writer.write(directory, error)) {
+        std::fprintf(stderr, "\nCannot write the synthetic module's files: %s\n", error.c_str());
+        return false;
+    }
+    std::printf("\n");
+    if (FILE* f = std::fopen(done.c_str(), "w"))
+        std::fclose(f);
+    return true;
+}
+
+std::unique_ptr<MainCamera> openCamera(const Options& o, const std::string& syntheticDir)
+{
+    std::unique_ptr<MainCamera> camera;
+    if (o.device < 0) {
+        camera = std::make_unique<MainCamera>(syntheticDir + "/config.yml");
+        if (!camera->loadCalibParams(syntheticDir + "/calibration.yml"))
+            return nullptr;
+        camera->setRawFrameSize(o.syntheticSize);
+        if (!camera->openVideo(syntheticDir + "/frames/frame_%04d.png"))
+            return nullptr;
+    } else {
+        camera = o.config.empty() ? std::make_unique<MainCamera>(o.device) : std::make_unique<MainCamera>(o.config);
+        if (!camera->loadCalibParams(o.calibration)) {
+            std::fprintf(stderr, "Cannot load the calibration file %s\n", o.calibration.c_str());
+            return nullptr;
+        }
+        if (o.config.empty()) {
+            camera->setRawFrameSize(cv::Size(1856, 800));
+            camera->setRectFrameSize(o.rectified);
+        }
+        if (!camera->isOpened()) {
+            std::fprintf(stderr, "No module on video device %d\n", o.device);
+            return nullptr;
+        }
+    }
+    camera->setAlgorithm(o.algorithm);
+    return camera;
+}
+
+// Writes the depth image, the rectified views and the point cloud.
+bool saveOutputs(MainCamera& camera, const std::string& outDir)
+{
+    cv::Mat depth, left, right;
+    std::chrono::microseconds stamp{0};
+    std::vector<PCL> cloud;
+    const bool ok = camera.getDepthFrame(depth, true, stamp) && camera.getRectStereoFrame(left, right) &&
+                    camera.getPointCloud(cloud, stamp) && cv::imwrite(outDir + "/depth.png", depth) &&
+                    cv::imwrite(outDir + "/rect_left.png", left) &&
+                    cv::imwrite(outDir + "/rect_right.png", right) && writePly(outDir + "/cloud.ply", cloud);
+    if (ok)
+        std::printf("\nWrote %s/depth.png, rect_left.png, rect_right.png and cloud.ply (%zu points)\n",
+                    outDir.c_str(), cloud.size());
+    else
+        std::fprintf(stderr, "\nCould not write the outputs into %s\n", outDir.c_str());
+    return ok;
+}
+
+double median(std::vector<double> values)
+{
+    if (values.empty())
+        return 0;
+    std::nth_element(values.begin(), values.begin() + values.size() / 2, values.end());
+    return values[values.size() / 2];
+}
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    Options options;
-    if (!parse(argc, argv, options)) {
-        usage(argv[0]);
+    Options o;
+    if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
+        usage(stdout);
+        return 0;
+    }
+    if (!parse(argc, argv, o)) {
+        usage(stderr);
         return 2;
     }
-    SettingsReport camera(options.config);
-    if (!camera.isOpened())
-        std::printf("No module is open on video device %d; working on the files only.\n",
-                    camera.getDeviceNode());
-    if (!camera.loadCalibParams(options.calibration)) {
-        std::fprintf(stderr, "Cannot load the calibration file %s\n", options.calibration.c_str());
+    std::signal(SIGINT, onInterrupt);
+    std::signal(SIGTERM, onInterrupt);
+    const bool window = o.window && std::getenv("DISPLAY") && *std::getenv("DISPLAY");
+    if (!makeDirectory(o.outDir))
         return 1;
-    }
-    camera.print();
 
-    if (mkdir(options.outDir.c_str(), 0755) != 0 && errno != EEXIST) {
-        std::fprintf(stderr, "Cannot create %s: %s\n", options.outDir.c_str(), std::strerror(errno));
+    std::string syntheticDir;
+    if (o.device < 0) {
+        std::printf("No module chosen: running on the synthetic stereo module (%dx%d).\n",
+                    o.syntheticSize.width, o.syntheticSize.height);
+        if (!prepareSynthetic(o, syntheticDir))
+            return 1;
+    }
+    std::unique_ptr<MainCamera> camera = openCamera(o, syntheticDir);
+    if (!camera) {
+        std::fprintf(stderr, "Cannot open the camera\n");
         return 1;
     }
-    const std::string config = options.outDir + "/config.yml";
-    const std::string calibration = options.outDir + "/calibration.yml";
-    if (!camera.saveConfig(config) || !camera.saveCalibParams(calibration))
-        return 1;
-    std::printf("Wrote %s and %s\n", config.c_str(), calibration.c_str());
-    return 0;
+    const GroundTruth truth = o.device < 0 ? loadGroundTruth(syntheticDir, 30) : GroundTruth{};
+
+    camera->startCapture(false, false);
+    camera->startStereoCompute();
+    std::vector<cv::Mat> params;
+    camera->getCalibParams(params, false);
+    const double focal = params[5].empty() ? 0 : params[5].at<double>(0, 0);
+    const double baseline = 0.001 * cv::norm(params[4]);
+
+    std::vector<double> latencies, errors;
+    const auto start = std::chrono::steady_clock::now();
+    int done = 0;
+    bool saved = false;
+    while (done < o.frames && !g_interrupted) {
+        cv::Mat disparity, centre, depth;
+        std::chrono::microseconds stamp{0};
+        if (!camera->getDisparityFrame(disparity, centre, stamp) || disparity.empty())
+            break;
+        const auto now = std::chrono::duration_cast<std::chrono::microseconds>(
+            std::chrono::system_clock::now().time_since_epoch());
+        latencies.push_back((now - stamp).count() / 1000.0);
+        camera->getDepthFrame(disparity, depth);
+        const double error = medianDepthError(depth, truth, focal, baseline);
+        if (error >= 0)
+            errors.push_back(error);
+        ++done;
+        const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        std::printf("\rframe %d/%d  %.1f fps  latency %.0f ms", done, o.frames, done / seconds,
+                    latencies.back());
+        if (error >= 0)
+            std::printf("  depth error %.1f %%", error * 100);
+        std::fflush(stdout);
+        if (done == std::min(o.saveFrame, o.frames) || (!saved && done == o.frames))
+            saved = saveOutputs(*camera, o.outDir);
+        if (window) {
+            cv::imshow("Korvane: left view", centre);
+            if ((cv::waitKey(1) & 0xff) == 27)
+                break;
+        }
+    }
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    camera->stopStereoCompute();
+    camera->stopCapture();
+
+    std::printf("\n%d depth frames in %.1f s: %.1f frames per second\n", done, seconds,
+                done > 0 ? done / seconds : 0.0);
+    std::printf("Latency from raw frame to depth: median %.0f ms\n", median(latencies));
+    if (!errors.empty())
+        std::printf("Depth error against ground truth (median over the still scene): %.2f %%\n",
+                    median(errors) * 100);
+    return saved ? 0 : 1;
 }

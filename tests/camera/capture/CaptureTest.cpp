@@ -12,6 +12,7 @@
 
 #include "CameraTestSupport.h"
 #include "CaptureTestSupport.h"
+#include "camera/LoopingVideoCapture.h"
 #include "camera/SharedFrameLayout.h"
 #include "support/CaptureStream.h"
 
@@ -240,6 +241,21 @@ TEST(CaptureVideoSource, ImageSequencesPlayInALoop)
     for (int index : seen)
         EXPECT_LT(index, 3);
     EXPECT_NE(std::count(seen.begin(), seen.end(), 0), 6);
+}
+
+TEST(CaptureVideoSource, ImageSequencesPlayAtThirtyFramesPerSecond)
+{
+    TempDir dir;
+    const std::string video = writeTestVideo(dir, cv::Size(928, 400), 2, 30.0);
+    cv::VideoCapture reader(video);
+    cv::Mat frame;
+    for (int i = 0; reader.read(frame); ++i)
+        cv::imwrite(dir.file("seq_" + std::to_string(i) + ".png"), frame);
+    LoopingVideoCapture sequence(dir.file("seq_%d.png"));
+    ASSERT_TRUE(sequence.isOpened());
+    EXPECT_EQ(sequence.pace(), 30.0); // the backend itself reports 1 for sequences
+    LoopingVideoCapture file(writeTestVideo(dir, cv::Size(928, 400), 2, 12.0, "twelve.mkv"));
+    EXPECT_EQ(file.pace(), 12.0);
 }
 
 TEST(CaptureVideoSource, RefusedWhileCapturing)
