@@ -413,28 +413,43 @@ TEST_F(SerialFlashTest, WriteUsesTheCommandSetWithoutChipErase)
 
 // A failure at any one transfer of a piece write: -3, nothing sent after the
 // failed transaction, and the flash holds exactly what was written before it.
-TEST_F(SerialFlashTest, FailureAtEachTransferOfAPieceWrite)
+struct Failing_Write_Case
 {
-    VirtualModule& module = Module("2620");
+    const char* chip;
+    std::uint32_t targetAddress; // flash address of user piece 0
+    std::uint32_t chunk;         // bytes per data transfer
+};
+
+void PrintTo(const Failing_Write_Case& c, std::ostream* out) { *out << c.chip; }
+
+class FailingPieceWrite : public SerialFlashTest, public ::testing::WithParamInterface<Failing_Write_Case>
+{
+};
+
+TEST_P(FailingPieceWrite, FailureAtEachTransferReturnsMinusThree)
+{
+    const Failing_Write_Case& c = GetParam();
+    VirtualModule& module = Module(c.chip);
     std::uint8_t type = 0;
     Protocol().Read_Flash_type(&type);
-    const std::vector<std::uint8_t> kept0 = Pattern_Piece(10);
-    const std::vector<std::uint8_t> kept1 = Pattern_Piece(11);
-    ASSERT_EQ(Protocol().Write_Flash_Piece(1, const_cast<std::uint8_t*>(kept1.data())), 0);
-    ASSERT_EQ(Protocol().Write_Flash_Piece(2, const_cast<std::uint8_t*>(kept0.data())), 0);
+    const std::uint32_t span = 0x10000 + (c.targetAddress & ~0xFFFFu); // the 64 KiB holding every user piece
+    std::vector<std::uint8_t> kept1 = Pattern_Piece(11);
+    std::vector<std::uint8_t> kept2 = Pattern_Piece(10);
+    ASSERT_EQ(Protocol().Write_Flash_Piece(1, kept1.data()), 0);
+    ASSERT_EQ(Protocol().Write_Flash_Piece(2, kept2.data()), 0);
     const std::vector<std::uint8_t> oldTarget = Pattern_Piece(12);
-    Load_Flash(module, 0xF000, oldTarget);
-    const std::vector<std::uint8_t> flashBefore = Flash_Bytes(module, 0, 0x10000);
+    Load_Flash(module, c.targetAddress, oldTarget);
+    const std::vector<std::uint8_t> flashBefore = Flash_Bytes(module, 0, span);
 
     std::vector<std::uint8_t> piece = Pattern_Piece(13);
     module.Clear_Queries();
     ASSERT_EQ(Protocol().Write_Flash_Piece(0, piece.data()), 0);
     const std::size_t transfers = module.Queries().size();
-    ASSERT_EQ(transfers, 2u * (24 + 1 + 8));
+    ASSERT_EQ(transfers, 2u * (24 + 1 + 2 * 4096 / c.chunk));
 
     for (std::size_t failing = 0; failing < transfers; ++failing) {
         SCOPED_TRACE("failing query " + std::to_string(failing));
-        Load_Flash(module, 0xF000, oldTarget);
+        Load_Flash(module, c.targetAddress, oldTarget);
         module.Clear_Queries();
         module.Fail_Queries({kAny, kAny, kAny, EIO, 1, static_cast<int>(failing)});
         EXPECT_EQ(Protocol().Write_Flash_Piece(0, piece.data()), -3);
@@ -453,13 +468,21 @@ TEST_F(SerialFlashTest, FailureAtEachTransferOfAPieceWrite)
             programmed += query.request.selector == XU_SEL_PIECE_DATA;
         }
         std::vector<std::uint8_t> expected = erased ? std::vector<std::uint8_t>(4096, 0xFF) : oldTarget;
-        std::copy_n(piece.begin(), programmed * 1024, expected.begin());
-        std::vector<std::uint8_t> flash = Flash_Bytes(module, 0, 0x10000);
-        EXPECT_TRUE(std::equal(expected.begin(), expected.end(), flash.begin() + 0xF000));
-        std::copy(oldTarget.begin(), oldTarget.end(), flash.begin() + 0xF000);
+        std::copy_n(piece.begin(), programmed * c.chunk, expected.begin());
+        std::vector<std::uint8_t> flash = Flash_Bytes(module, 0, span);
+        EXPECT_TRUE(std::equal(expected.begin(), expected.end(), flash.begin() + c.targetAddress));
+        std::copy(oldTarget.begin(), oldTarget.end(), flash.begin() + c.targetAddress);
         EXPECT_TRUE(flash == flashBefore) << "only the target piece changed";
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Chips, FailingPieceWrite,
+                         ::testing::Values(Failing_Write_Case{"2620", 15 * 4096, 1024},
+                                           Failing_Write_Case{"2281", 13 * 4096, 4096},
+                                           Failing_Write_Case{"2650", 46 * 4096, 4096}),
+                         [](const ::testing::TestParamInfo<Failing_Write_Case>& info) {
+                             return std::string("chip") + info.param.chip;
+                         });
 
 TEST_F(SerialFlashTest, IdentificationBlockIsReadFromPiece13)
 {
