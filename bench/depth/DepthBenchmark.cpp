@@ -1,0 +1,686 @@
+// Cost per frame of each stage of the depth path, at both raw sizes and three
+// rectified sizes, on frames of the synthetic stereo module:
+//   captureRound   split, mask and the copies of one capture worker round
+//   rectify        the three remaps of getRectStereoFrame for a Depthmode
+//                  (centre = perspective left, then the mode's pair)
+//   matching       the worker's matcher on a perspective pair, with the
+//                  fixed-point to float conversion (0 SGBM, 1 BM)
+//   depthImage     metric depth, getDepthFrame(disparity, depth)
+//   colourDepth    false-colour depth, getDepthFrame(depth, true, stamp)
+//   pointCloud     getPointCloud(std::vector<PCL>&, stamp)
+//   endToEnd       frames per second and latency (raw stamp to disparity)
+//                  through the real capture and disparity workers, playing
+//                  a PNG sequence of rendered frames at its 30 fps
+// The two waiting calls (colourDepth, pointCloud) are timed through their
+// public form: a helper thread stands in for the workers and announces a
+// publication every 20 us while the call waits. wakeOverhead measures that
+// hand-off alone; it is included in both figures.
+// A summary table per Depthmode follows the usual output.
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <tuple>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include <opencv2/calib3d.hpp>
+#include <opencv2/core/utils/logger.hpp>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include "camera/StereoCamera.h"
+#include "emulator/synthetic/SyntheticStereoModule.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr double kFieldOfView = 90.0; // the synthetic module's perspective view
+constexpr int kNoDevice = 97;         // a video node that is not there
+const cv::Size kRawSizes[] = {{1856, 800}, {928, 400}};
+const cv::Size kRectSizes[] = {{464, 400}, {640, 480}, {928, 800}};
+
+std::chrono::microseconds systemNow()
+{
+    return std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::system_clock::now().time_since_epoch());
+}
+
+// Rendered frames of one raw size, written once as a PNG sequence.
+struct RawSet
+{
+    cv::Mat frame;          // frame 0, side by side
+    cv::Mat left, right;    // frame 0 split and masked as the capture worker does
+    std::string directory;  // holds frame_0000.png ...
+    std::string pattern;
+};
+
+std::map<int, RawSet>& rawSets()
+{
+    static std::map<int, RawSet> sets;
+    return sets;
+}
+
+const RawSet& rawSet(int rawWidth)
+{
+    return rawSets().at(rawWidth);
+}
+
+void splitAndMask(const cv::Mat& frame, cv::Mat& left, cv::Mat& right)
+{
+    const int half = frame.cols / 2;
+    left = frame(cv::Rect(0, 0, half, frame.rows)).clone();
+    right = frame(cv::Rect(half, 0, half, frame.rows)).clone();
+    convertRawFisheyeImage(frame.cols >> 2, left, right);
+}
+
+// Renders two frames per raw size and writes them, alternating, as a short
+// sequence (six files, so the looping source reopens it less often).
+bool renderSets()
+{
+    for (const cv::Size raw : kRawSizes) {
+        std::fprintf(stderr, "Rendering %dx%d synthetic frames ...\n", raw.width, raw.height);
+        const korvane::synthetic::SyntheticStereoModule module(raw);
+        const cv::Mat frames[2] = {module.renderFrame(0), module.renderFrame(1)};
+        RawSet set;
+        set.frame = frames[0];
+        splitAndMask(set.frame, set.left, set.right);
+        set.directory = "/tmp/korvane-bench-depth-" + std::to_string(getpid()) + "-" + std::to_string(raw.width);
+        std::error_code error;
+        std::filesystem::create_directories(set.directory, error);
+        if (error)
+            return false;
+        set.pattern = set.directory + "/frame_%04d.png";
+        for (int i = 0; i < 6; ++i) {
+            char name[32];
+            std::snprintf(name, sizeof name, "/frame_%04d.png", i);
+            if (!cv::imwrite(set.directory + name, frames[i % 2], {cv::IMWRITE_PNG_COMPRESSION, 1}))
+                return false;
+        }
+        rawSets()[raw.width] = set;
+    }
+    return true;
+}
+
+void removeSets()
+{
+    for (auto& entry : rawSets())
+    {
+        std::error_code error;
+        std::filesystem::remove_all(entry.second.directory, error);
+    }
+}
+
+// The stereo camera with the synthetic module's calibration, and reach into
+// what the stages need: the maps, the depth mode, and stand-ins for the two
+// workers' publications.
+class BenchCamera : public StereoCamera
+{
+public:
+    BenchCamera(cv::Size raw, cv::Size rect, int depthMode, int algorithm) : StereoCamera(kNoDevice)
+    {
+        if (m_log)
+            m_log->setLogLevel(-1);
+        setRawFrameSize(raw);
+        setRectFrameSize(rect);
+        const korvane::synthetic::SyntheticRig rig;
+        setCalibParams(rig.calibParams(false), false);
+        setCalibParams(rig.calibParams(true), true);
+        Depthmode = depthMode;
+        Algorithm = algorithm;
+        hFov = kFieldOfView;
+    }
+
+    // Scales the intrinsics to the raw width and builds the maps, as at
+    // capture start. Once per camera: the scaling is in place.
+    void buildMaps() { prepareRectification(static_cast<float>(getRawFrameSize().width / 1856.0)); }
+
+    const cv::Mat* maps(bool lonLat, int eye) const { return lonLat ? m_lonLatMaps[eye] : m_perspectiveMaps[eye]; }
+
+    // Both workers "running", with a stored disparity and its centre image.
+    void standIn(const cv::Mat& centre, const cv::Mat& disparity)
+    {
+        m_computeRunning = true;
+        {
+            std::lock_guard<std::mutex> lock(m_frameMutex);
+            m_captureRunning = true;
+        }
+        std::lock_guard<std::mutex> lock(m_computeMutex);
+        m_computeActive = true;
+        m_disparityFrame.left = centre;
+        m_disparityFrame.right = disparity;
+    }
+
+    void standDown()
+    {
+        m_computeRunning = false;
+        {
+            std::lock_guard<std::mutex> lock(m_frameMutex);
+            m_captureRunning = false;
+            m_frameCondition.notify_all();
+        }
+        std::lock_guard<std::mutex> lock(m_computeMutex);
+        m_computeActive = false;
+        m_computeCondition.notify_all();
+    }
+
+    // A new raw pair (same pixels), as the capture worker announces it.
+    void announceRawPair()
+    {
+        std::lock_guard<std::mutex> lock(m_frameMutex);
+        m_rawFrame.timeStamp = systemNow();
+        ++m_rawFrameCount;
+        m_frameCondition.notify_all();
+    }
+
+    // A new disparity (same pixels), as the disparity worker announces it.
+    void announceDisparity()
+    {
+        std::lock_guard<std::mutex> lock(m_computeMutex);
+        ++m_disparityCount;
+        m_computeCondition.notify_all();
+    }
+
+    // Called by getPointCloud right after its wait ends.
+    std::function<void()> onDepth;
+    bool getDepthFrame(cv::Mat& disparity, cv::Mat& depth) override
+    {
+        if (onDepth)
+            onDepth();
+        return StereoCamera::getDepthFrame(disparity, depth);
+    }
+    using StereoCamera::getDepthFrame;
+};
+
+// A thread that calls `announce` every 20 us between begin() and end(), and
+// sleeps otherwise: a call that waits for the next publication returns soon
+// after it has begun waiting.
+class Announcer
+{
+public:
+    explicit Announcer(std::function<void()> announce) : m_announce(std::move(announce)), m_thread([this] { run(); }) {}
+
+    ~Announcer()
+    {
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_stop = true;
+        }
+        m_condition.notify_all();
+        m_thread.join();
+    }
+
+    void begin()
+    {
+        {
+            std::lock_guard<std::mutex> lock(m_mutex);
+            m_active = true;
+        }
+        m_condition.notify_all();
+    }
+
+    void end()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_active = false;
+    }
+
+private:
+    void run()
+    {
+        prctl(PR_SET_TIMERSLACK, 1UL); // 20 us sleeps, not the default 50 us slack
+        std::unique_lock<std::mutex> lock(m_mutex);
+        for (;;) {
+            m_condition.wait(lock, [&] { return m_active || m_stop; });
+            if (m_stop)
+                return;
+            lock.unlock();
+            std::this_thread::sleep_for(20us);
+            m_announce();
+            lock.lock();
+        }
+    }
+
+    std::function<void()> m_announce;
+    std::mutex m_mutex;
+    std::condition_variable m_condition;
+    bool m_active = false;
+    bool m_stop = false;
+    std::thread m_thread; // last: starts after the fields it reads
+};
+
+cv::Mat remapped(const cv::Mat& raw, const cv::Mat* maps)
+{
+    cv::Mat out;
+    cv::remap(raw, out, maps[0], maps[1], cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar());
+    return out;
+}
+
+// The disparity worker's matchers with its fixed settings.
+cv::Ptr<cv::StereoMatcher> createMatcher(int algorithm)
+{
+    if (algorithm == 0)
+        return cv::StereoSGBM::create(0, 32, 9, 8 * 3 * 9 * 9, 32 * 3 * 9 * 9, 0, 0, 0, 0, 0, cv::StereoSGBM::MODE_SGBM);
+    cv::Ptr<cv::StereoBM> bm = cv::StereoBM::create(32, 9);
+    bm->setPreFilterCap(31);
+    bm->setMinDisparity(0);
+    bm->setTextureThreshold(10);
+    bm->setUniquenessRatio(15);
+    bm->setSpeckleWindowSize(100);
+    bm->setSpeckleRange(32);
+    bm->setDisp12MaxDiff(1);
+    return bm;
+}
+
+// One match as the worker does it: BM on grey images, SGBM on colour, then
+// fixed point (four fractional bits) to float pixels.
+void match(cv::StereoMatcher& matcher, int algorithm, const cv::Mat& left, const cv::Mat& right, cv::Mat& disparity)
+{
+    cv::Mat raw;
+    if (algorithm == 1) {
+        cv::Mat greyLeft, greyRight;
+        cv::cvtColor(left, greyLeft, cv::COLOR_BGR2GRAY);
+        cv::cvtColor(right, greyRight, cv::COLOR_BGR2GRAY);
+        matcher.compute(greyLeft, greyRight, raw);
+    } else {
+        matcher.compute(left, right, raw);
+    }
+    raw.convertTo(disparity, CV_32F, 0.0625, 0);
+}
+
+// A camera with its maps, the rectified images of frame 0 for a Depthmode
+// and their SGBM disparity; built once per combination and kept.
+struct Prepared
+{
+    std::unique_ptr<BenchCamera> camera;
+    cv::Mat centre, left, right, disparity;
+};
+
+Prepared& prepared(int rawWidth, cv::Size rect, int mode)
+{
+    static std::map<std::tuple<int, int, int, int>, Prepared> cache;
+    Prepared& p = cache[{rawWidth, rect.width, rect.height, mode}];
+    if (p.camera)
+        return p;
+    const RawSet& set = rawSet(rawWidth);
+    p.camera = std::make_unique<BenchCamera>(set.frame.size(), rect, mode, 0);
+    p.camera->buildMaps();
+    p.centre = remapped(set.left, p.camera->maps(false, 0));
+    const bool lonLat = mode == 1;
+    p.left = lonLat ? remapped(set.left, p.camera->maps(true, 0)) : p.centre.clone();
+    p.right = remapped(set.right, p.camera->maps(lonLat, 1));
+    match(*createMatcher(0), 0, p.left, p.right, p.disparity);
+    return p;
+}
+
+cv::Size rectArg(const benchmark::State& state)
+{
+    return {static_cast<int>(state.range(1)), static_cast<int>(state.range(2))};
+}
+
+double validShare(const cv::Mat& disparity)
+{
+    return static_cast<double>(cv::countNonZero(disparity > 0)) / static_cast<double>(disparity.total());
+}
+
+// ---- stages ---------------------------------------------------------------
+
+// One capture worker round without the device read.
+void captureRound(benchmark::State& state)
+{
+    const cv::Mat& frame = rawSet(static_cast<int>(state.range(0))).frame;
+    cv::Mat storedLeft, storedRight, outLeft, outRight;
+    for (auto _ : state) {
+        cv::Mat left, right;
+        splitAndMask(frame, left, right);
+        storedLeft = left.clone();
+        storedRight = right.clone();
+        outLeft = storedLeft.clone();
+        outRight = storedRight.clone();
+        benchmark::DoNotOptimize(outRight.data);
+    }
+}
+
+// The three remaps getRectStereoFrame does per frame: the centre image, then
+// for Depthmode 2 a copy of it and the perspective right view, for
+// Depthmode 1 both longitude-latitude views. Each part's mean is a counter.
+void rectify(benchmark::State& state)
+{
+    const int mode = static_cast<int>(state.range(3));
+    Prepared& p = prepared(static_cast<int>(state.range(0)), rectArg(state), mode);
+    const RawSet& set = rawSet(static_cast<int>(state.range(0)));
+    double part[3] = {0, 0, 0};
+    for (auto _ : state) {
+        const auto t0 = std::chrono::steady_clock::now();
+        cv::Mat centre = remapped(set.left, p.camera->maps(false, 0));
+        const auto t1 = std::chrono::steady_clock::now();
+        cv::Mat left = mode == 2 ? centre.clone() : remapped(set.left, p.camera->maps(true, 0));
+        const auto t2 = std::chrono::steady_clock::now();
+        cv::Mat right = remapped(set.right, p.camera->maps(mode == 1, 1));
+        const auto t3 = std::chrono::steady_clock::now();
+        part[0] += std::chrono::duration<double, std::micro>(t1 - t0).count();
+        part[1] += std::chrono::duration<double, std::micro>(t2 - t1).count();
+        part[2] += std::chrono::duration<double, std::micro>(t3 - t2).count();
+        benchmark::DoNotOptimize(right.data);
+    }
+    state.counters["centre_us"] = benchmark::Counter(part[0], benchmark::Counter::kAvgIterations);
+    state.counters["left_us"] = benchmark::Counter(part[1], benchmark::Counter::kAvgIterations);
+    state.counters["right_us"] = benchmark::Counter(part[2], benchmark::Counter::kAvgIterations);
+}
+
+// The worker's match of one perspective pair.
+void matching(benchmark::State& state)
+{
+    const int algorithm = static_cast<int>(state.range(3));
+    Prepared& p = prepared(static_cast<int>(state.range(0)), rectArg(state), 2);
+    cv::Ptr<cv::StereoMatcher> matcher = createMatcher(algorithm);
+    cv::Mat disparity;
+    for (auto _ : state) {
+        match(*matcher, algorithm, p.left, p.right, disparity);
+        benchmark::DoNotOptimize(disparity.data);
+    }
+    state.counters["valid"] = validShare(disparity);
+}
+
+void depthImage(benchmark::State& state)
+{
+    Prepared& p = prepared(static_cast<int>(state.range(0)), rectArg(state), static_cast<int>(state.range(3)));
+    cv::Mat disparity = p.disparity.clone();
+    cv::Mat depth;
+    for (auto _ : state) {
+        p.camera->getDepthFrame(disparity, depth);
+        benchmark::DoNotOptimize(depth.data);
+    }
+    state.counters["valid"] = static_cast<double>(cv::countNonZero(depth > 0)) / static_cast<double>(depth.total());
+}
+
+void colourDepth(benchmark::State& state)
+{
+    Prepared& p = prepared(static_cast<int>(state.range(0)), rectArg(state), static_cast<int>(state.range(3)));
+    BenchCamera& camera = *p.camera;
+    camera.standIn(p.centre, p.disparity);
+    {
+        Announcer announcer([&] { camera.announceRawPair(); });
+        cv::Mat depth;
+        std::chrono::microseconds stamp{0};
+        for (auto _ : state) {
+            announcer.begin();
+            const bool ok = camera.getDepthFrame(depth, true, stamp);
+            announcer.end();
+            if (!ok) {
+                state.SkipWithError("no colour depth image");
+                break;
+            }
+            benchmark::DoNotOptimize(depth.data);
+        }
+    }
+    camera.standDown();
+}
+
+void pointCloud(benchmark::State& state)
+{
+    Prepared& p = prepared(static_cast<int>(state.range(0)), rectArg(state), static_cast<int>(state.range(3)));
+    BenchCamera& camera = *p.camera;
+    camera.standIn(p.centre, p.disparity);
+    std::vector<PCL> points;
+    {
+        Announcer announcer([&] { camera.announceDisparity(); });
+        camera.onDepth = [&] { announcer.end(); };
+        std::chrono::microseconds stamp{0};
+        for (auto _ : state) {
+            points.clear();
+            announcer.begin();
+            camera.getPointCloud(points, stamp);
+            announcer.end();
+            benchmark::DoNotOptimize(points.data());
+        }
+        camera.onDepth = nullptr;
+    }
+    camera.standDown();
+    state.counters["points"] = static_cast<double>(points.size());
+}
+
+// The announcer's hand-off alone: a wait for the next raw pair that copies
+// nothing (the stored pair is empty).
+void wakeOverhead(benchmark::State& state)
+{
+    BenchCamera camera(cv::Size(928, 400), cv::Size(464, 400), 2, 0);
+    camera.standIn(cv::Mat(), cv::Mat());
+    {
+        Announcer announcer([&] { camera.announceRawPair(); });
+        cv::Mat left, right;
+        std::chrono::microseconds stamp{0};
+        for (auto _ : state) {
+            announcer.begin();
+            camera.getStereoFrame(left, right, stamp);
+            announcer.end();
+        }
+    }
+    camera.standDown();
+}
+
+double median(std::vector<double> values, double quantile)
+{
+    if (values.empty())
+        return 0;
+    const auto at = values.begin() + static_cast<long>(quantile * static_cast<double>(values.size() - 1));
+    std::nth_element(values.begin(), at, values.end());
+    return *at;
+}
+
+// Through the real workers (Depthmode 2, SGBM): each iteration takes the
+// next disparity; latency runs from its raw pair's stamp to its arrival.
+void endToEnd(benchmark::State& state)
+{
+    const RawSet& set = rawSet(static_cast<int>(state.range(0)));
+    BenchCamera camera(set.frame.size(), rectArg(state), 2, 0);
+    if (!camera.openVideo(set.pattern)) {
+        state.SkipWithError("cannot open the frame sequence");
+        return;
+    }
+    camera.startCapture(false, false);
+    camera.startStereoCompute();
+    cv::Mat disparity, centre;
+    std::chrono::microseconds stamp{0};
+    bool ok = camera.getDisparityFrame(disparity, centre, stamp) && camera.getDisparityFrame(disparity, centre, stamp);
+    std::vector<double> latencies;
+    const auto start = std::chrono::steady_clock::now();
+    for (auto _ : state) {
+        if (!ok || !camera.getDisparityFrame(disparity, centre, stamp) || disparity.empty()) {
+            ok = false;
+            break;
+        }
+        latencies.push_back(static_cast<double>((systemNow() - stamp).count()) / 1000.0);
+    }
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const float capturedRate = camera.getRawFrameRate();
+    camera.stopStereoCompute();
+    camera.stopCapture();
+    if (!ok) {
+        state.SkipWithError("the workers published no disparity");
+        return;
+    }
+    state.counters["fps"] = static_cast<double>(latencies.size()) / seconds;
+    state.counters["latency_ms"] = median(latencies, 0.5);
+    state.counters["latency_p90_ms"] = median(latencies, 0.9);
+    state.counters["capture_fps"] = capturedRate;
+}
+
+// ---- registration -----------------------------------------------------------
+
+void rawOnly(benchmark::internal::Benchmark* b)
+{
+    for (const cv::Size raw : kRawSizes)
+        b->Args({raw.width});
+    b->ArgNames({"raw"})->Unit(benchmark::kMillisecond)->UseRealTime();
+}
+
+// raw x rectified x the fourth argument's values.
+std::function<void(benchmark::internal::Benchmark*)> combinations(const char* last, std::vector<int> values)
+{
+    return [last, values](benchmark::internal::Benchmark* b) {
+        for (const cv::Size raw : kRawSizes)
+            for (const cv::Size rect : kRectSizes)
+                for (int v : values)
+                    b->Args({raw.width, rect.width, rect.height, v});
+        b->ArgNames({"raw", "w", "h", last})->Unit(benchmark::kMillisecond)->UseRealTime();
+    };
+}
+
+void registerAll()
+{
+    rawOnly(benchmark::RegisterBenchmark("captureRound", captureRound));
+    combinations("mode", {2, 1})(benchmark::RegisterBenchmark("rectify", rectify));
+    combinations("alg", {0, 1})(benchmark::RegisterBenchmark("matching", matching));
+    combinations("mode", {2, 1})(benchmark::RegisterBenchmark("depthImage", depthImage));
+    combinations("mode", {2, 1})(benchmark::RegisterBenchmark("colourDepth", colourDepth));
+    combinations("mode", {2, 1})(benchmark::RegisterBenchmark("pointCloud", pointCloud));
+    benchmark::RegisterBenchmark("wakeOverhead", wakeOverhead)->Unit(benchmark::kMicrosecond)->UseRealTime();
+    auto* e2e = benchmark::RegisterBenchmark("endToEnd", endToEnd);
+    for (const cv::Size raw : kRawSizes)
+        for (const cv::Size rect : kRectSizes)
+            e2e->Args({raw.width, rect.width, rect.height});
+    e2e->ArgNames({"raw", "w", "h"})->Iterations(40)->Unit(benchmark::kMillisecond)->UseRealTime();
+}
+
+// ---- summary ----------------------------------------------------------------
+
+// The usual console output, then one table per Depthmode with a row per size
+// combination (milliseconds per frame; the worker column is remaps plus
+// SGBM, the disparity worker's own cost per frame).
+class SummaryReporter : public benchmark::ConsoleReporter
+{
+public:
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        for (const Run& run : runs)
+            if (run.run_type == Run::RT_Iteration && !run.error_occurred)
+                m_runs[run.run_name.function_name + "/" + run.run_name.args] = run;
+        ConsoleReporter::ReportRuns(runs);
+    }
+
+    void Finalize() override
+    {
+        ConsoleReporter::Finalize();
+        for (int mode : {2, 1}) {
+            std::printf("\nDepthmode %d (%s), ms per frame%s\n", mode,
+                        mode == 2 ? "perspective, the synthetic module's" : "longitude-latitude, the kit's default",
+                        mode == 2 ? "; end to end through the workers (source paced at 30 fps)" : "");
+            std::printf("%-9s %-8s %7s %7s %7s %7s %7s %7s %7s %8s", "raw", "rect", "capture", "remaps", "SGBM",
+                        "BM", "depth", "colour", "cloud", "worker");
+            if (mode == 2)
+                std::printf(" %6s %9s %8s", "fps", "lat. ms", "p90 ms");
+            std::printf("\n");
+            for (const cv::Size raw : kRawSizes)
+                for (const cv::Size rect : kRectSizes)
+                    printRow(raw, rect, mode);
+        }
+        const Run* wake = find("wakeOverhead/");
+        if (wake)
+            std::printf("\ncolour and cloud include a hand-off of %.0f us (wakeOverhead)\n", inMs(*wake) * 1000.0);
+        std::fflush(stdout);
+    }
+
+private:
+    static double inMs(const Run& run)
+    {
+        const double t = run.GetAdjustedRealTime();
+        switch (run.time_unit) {
+        case benchmark::kNanosecond: return t * 1e-6;
+        case benchmark::kMicrosecond: return t * 1e-3;
+        case benchmark::kMillisecond: return t;
+        default: return t * 1e3;
+        }
+    }
+
+    const Run* find(const std::string& key) const
+    {
+        const auto it = m_runs.find(key);
+        return it == m_runs.end() ? nullptr : &it->second;
+    }
+
+    double ms(const std::string& key) const
+    {
+        const Run* run = find(key);
+        return run ? inMs(*run) : -1;
+    }
+
+    double counter(const std::string& key, const char* name) const
+    {
+        const Run* run = find(key);
+        if (!run || !run->counters.count(name))
+            return -1;
+        return run->counters.at(name).value;
+    }
+
+    // A figure, or a dash when its benchmark did not run (filtered or failed).
+    static void cell(double value, int width, int precision)
+    {
+        if (value < 0)
+            std::printf(" %*s", width, "-");
+        else
+            std::printf(" %*.*f", width, precision, value);
+    }
+
+    void printRow(cv::Size raw, cv::Size rect, int mode) const
+    {
+        const std::string sizes = "raw:" + std::to_string(raw.width) + "/w:" + std::to_string(rect.width) +
+                                  "/h:" + std::to_string(rect.height);
+        const std::string m = "/mode:" + std::to_string(mode);
+        const double remaps = ms("rectify/" + sizes + m);
+        const double sgbm = ms("matching/" + sizes + "/alg:0");
+        std::printf("%-9s %-8s", (std::to_string(raw.width) + "x" + std::to_string(raw.height)).c_str(),
+                    (std::to_string(rect.width) + "x" + std::to_string(rect.height)).c_str());
+        cell(ms("captureRound/raw:" + std::to_string(raw.width)), 7, 2);
+        cell(remaps, 7, 2);
+        cell(sgbm, 7, 1);
+        cell(ms("matching/" + sizes + "/alg:1"), 7, 1);
+        cell(ms("depthImage/" + sizes + m), 7, 2);
+        cell(ms("colourDepth/" + sizes + m), 7, 2);
+        cell(ms("pointCloud/" + sizes + m), 7, 2);
+        cell(remaps < 0 || sgbm < 0 ? -1 : remaps + sgbm, 8, 1);
+        if (mode == 2) {
+            cell(counter("endToEnd/" + sizes, "fps"), 6, 1);
+            cell(counter("endToEnd/" + sizes, "latency_ms"), 9, 0);
+            cell(counter("endToEnd/" + sizes, "latency_p90_ms"), 8, 0);
+        }
+        std::printf("\n");
+    }
+
+    std::map<std::string, Run> m_runs;
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    setenv("OPENCV_VIDEOIO_PRIORITY_GPHOTO2", "0", 1);
+    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    if (!renderSets()) {
+        std::fprintf(stderr, "Cannot write the rendered frames under /tmp\n");
+        removeSets();
+        return 1;
+    }
+    registerAll();
+    SummaryReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    removeSets();
+    return 0;
+}
