@@ -48,6 +48,16 @@ SyntheticScene::SyntheticScene() : m_objects(room())
                                            T::noise({150, 110, 160}, {-30, 50, 30}, 0.05, 23)));
 }
 
+SyntheticScene SyntheticScene::wall(double distance)
+{
+    SyntheticScene scene;
+    scene.m_objects = room();
+    scene.m_board = scene.m_objects.size();
+    scene.m_objects.push_back(SceneObject::plane({0.0, 0.0, distance}, kRight, kDown,
+                                                 ProceduralTexture::noise({140, 150, 120}, {60, -45, 50}, 0.03, 31)));
+    return scene;
+}
+
 bool SyntheticScene::trace(const cv::Vec3d& origin, const cv::Vec3d& direction, double t,
                            cv::Vec3d& colour, double& distance) const
 {

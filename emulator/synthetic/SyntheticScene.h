@@ -20,6 +20,11 @@ class SyntheticScene
 public:
     SyntheticScene();
 
+    // The room alone with one textured wall square to the eyes at `distance`
+    // metres, in front of everything the rectified views see: a known plane
+    // of constant depth in every direction.
+    static SyntheticScene wall(double distance);
+
     // First surface met by a ray from `origin` along the unit `direction` at
     // time t (seconds): its colour (BGR, 0 to 255) and distance (metres).
     bool trace(const cv::Vec3d& origin, const cv::Vec3d& direction, double t, cv::Vec3d& colour,

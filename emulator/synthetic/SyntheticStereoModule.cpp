@@ -14,6 +14,12 @@ cv::Vec3b toPixel(const cv::Vec3d& colour)
 
 } // namespace
 
+SyntheticStereoModule::SyntheticStereoModule(cv::Size rawSize, const SyntheticScene& scene)
+    : SyntheticStereoModule(rawSize)
+{
+    m_scene = scene;
+}
+
 SyntheticStereoModule::SyntheticStereoModule(cv::Size rawSize) : m_rawSize(rawSize)
 {
 }

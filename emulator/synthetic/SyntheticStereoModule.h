@@ -22,6 +22,8 @@ public:
     // rawSize: 1856 x 800 or 928 x 400 (any size with an even width works;
     // the intrinsics scale with width / 1856 as in the kit).
     explicit SyntheticStereoModule(cv::Size rawSize = cv::Size(1856, 800));
+    // The same module looking at another scene.
+    SyntheticStereoModule(cv::Size rawSize, const SyntheticScene& scene);
 
     cv::Size rawSize() const { return m_rawSize; }
     double scale() const;

@@ -136,3 +136,59 @@ TEST_F(SyntheticDepth, WithoutAMatcherDepthFramesAreFalse)
     EXPECT_TRUE(disparity.empty());
     EXPECT_FALSE(camera.getDepthFrame(image, true, stamp));
 }
+
+namespace {
+
+// RMS distance of points to the plane z = distance, and how many there were.
+double rmsToPlane(const std::vector<cv::Vec3f>& points, double distance)
+{
+    double sum = 0;
+    for (const auto& p : points)
+        sum += (p[2] - distance) * (p[2] - distance);
+    return points.empty() ? 1e9 : std::sqrt(sum / points.size());
+}
+
+} // namespace
+
+// A wall square to the eyes at 0.7 m: a plane of constant depth, so the
+// cloud's transposed disparity reads (kept as the kit has always done) fall on
+// the same plane, and the cloud must lie on it.
+TEST(SyntheticPlane, PointCloudOfAWallFitsItsPlaneWithinOneCentimetre)
+{
+    const double distance = 0.7;
+    const SyntheticStereoModule module(kRaw, korvane::synthetic::SyntheticScene::wall(distance));
+    TempDir dir;
+    ASSERT_TRUE(cv::imwrite(dir.file("frame_0.png"), module.renderFrame(0)));
+    Probe camera(kAbsentDevice);
+    ASSERT_TRUE(camera.setCalibParams(module.rig().calibParams(false), false));
+    ASSERT_TRUE(camera.setCalibParams(module.rig().calibParams(true), true));
+    camera.Depthmode = 2;
+    ASSERT_TRUE(camera.setRawFrameSize(kRaw));
+    camera.setRectFrameSize(kRect);
+    ASSERT_TRUE(camera.openVideo(dir.file("frame_%d.png")));
+    ASSERT_TRUE(camera.startCapture(false, false));
+    ASSERT_TRUE(camera.startStereoCompute());
+
+    std::vector<PCL> coloured;
+    std::vector<cv::Vec3f> positions;
+    microseconds stamp{0};
+    const bool gotColoured = camera.getPointCloud(coloured, stamp);
+    const bool gotPositions = camera.getPointCloud(positions, stamp);
+    camera.stopStereoCompute();
+    camera.stopCapture();
+    ASSERT_TRUE(gotColoured);
+    ASSERT_TRUE(gotPositions);
+
+    std::vector<cv::Vec3f> colouredPositions;
+    for (const PCL& p : coloured)
+        colouredPositions.push_back(p.position);
+    // The coloured form samples the 120-pixel disc, the positions form all of the view.
+    EXPECT_GT(colouredPositions.size(), 500u);
+    EXPECT_GT(positions.size(), 5000u);
+    const double rmsColoured = rmsToPlane(colouredPositions, distance);
+    const double rmsPositions = rmsToPlane(positions, distance);
+    RecordProperty("rms_coloured_metres", std::to_string(rmsColoured));
+    RecordProperty("rms_positions_metres", std::to_string(rmsPositions));
+    EXPECT_LT(rmsColoured, 0.01);
+    EXPECT_LT(rmsPositions, 0.01);
+}
