@@ -564,6 +564,8 @@ void registerAll()
 class SummaryReporter : public benchmark::ConsoleReporter
 {
 public:
+    explicit SummaryReporter(OutputOptions options) : ConsoleReporter(options) {}
+
     void ReportRuns(const std::vector<Run>& runs) override
     {
         for (const Run& run : runs)
@@ -678,7 +680,9 @@ int main(int argc, char** argv)
         return 1;
     }
     registerAll();
-    SummaryReporter reporter;
+    // Colour only on a terminal; the counters always in columns.
+    SummaryReporter reporter(isatty(STDOUT_FILENO) ? benchmark::ConsoleReporter::OO_ColorTabular
+                                                   : benchmark::ConsoleReporter::OO_Tabular);
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
     removeSets();
