@@ -25,7 +25,8 @@ namespace {
 
 // Starts capture with shared memory on a generated video and waits for the
 // first published pair.
-void startSharing(CaptureProbe& camera, const TempDir& dir, int position, cv::Size raw, double fps = 30.0)
+void startSharing(CaptureProbe& camera, const TempDir& dir, int position, cv::Size raw, double fps = 30.0,
+                  int frames = 20)
 {
     // A segment left behind by an earlier run that was killed would not fit.
     const int stale = shmget(9000 + position, 0, 0);
@@ -33,7 +34,7 @@ void startSharing(CaptureProbe& camera, const TempDir& dir, int position, cv::Si
         shmctl(stale, IPC_RMID, nullptr);
     camera.setPosNumber(position);
     ASSERT_TRUE(camera.setRawFrameSize(raw));
-    ASSERT_TRUE(camera.openVideo(writeTestVideo(dir, raw, 20, fps)));
+    ASSERT_TRUE(camera.openVideo(writeTestVideo(dir, raw, frames, fps)));
     ASSERT_TRUE(camera.startCapture(false, true));
     cv::Mat l, r;
     microseconds stamp{0};
@@ -142,7 +143,8 @@ TEST(SharedMemoryProtocol, AnotherProcessReadsTheFramesWithTheTool)
 {
     TempDir dir;
     CaptureProbe camera(kAbsentDevice);
-    startSharing(camera, dir, 6, cv::Size(928, 400));
+    // A loop of 4 s: consecutive reads never meet the same frame again.
+    startSharing(camera, dir, 6, cv::Size(928, 400), 30.0, 120);
     const std::string out = dir.file("frames");
     std::vector<std::string> args = {KORVANE_SHM_TOOL, "--position", "6", "--count", "3",
                                      "--timeout-ms", "5000", "--out", out};
