@@ -1,9 +1,9 @@
 // Runs a program against virtual modules, for development without a module:
-//   korvane-virtual-module [--module SPEC]... [--webcam N]... -- PROGRAM [ARGS...]
+//   korvane-virtual-module [--module OPTIONS]... [--webcam N]... -- PROGRAM [ARGS...]
 
 #include "emulator/ChipProfile.h"
 #include "emulator/FlashPart.h"
-#include "emulator/ModuleSpec.h"
+#include "emulator/ModuleOptions.h"
 #include "emulator/QueryFormat.h"
 #include "emulator/UmockdevPreload.h"
 #include "emulator/VirtualTestbed.h"
@@ -38,7 +38,7 @@ void Print_Usage(FILE* out)
     std::fprintf(out,
                  "usage: korvane-virtual-module [options] -- PROGRAM [ARGS...]\n"
                  "Runs PROGRAM with virtual camera modules on emulated /dev/videoN nodes.\n\n"
-                 "  --module SPEC        add a module; SPEC is key=value pairs separated by commas:\n"
+                 "  --module OPTIONS     add a module; OPTIONS are key=value pairs separated by commas:\n"
                  "                       chip (see below; empty for a webcam), video, meta (metadata node),\n"
                  "                       vid, pid (hex), bcd, serial, manufacturer, product, bus, dev,\n"
                  "                       flash, piece. Default: --module chip=2620,video=0\n"
@@ -66,7 +66,7 @@ Launch Parse_Arguments(int argc, char** argv)
             throw std::invalid_argument("missing value after " + option);
         const std::string value = argv[++i];
         if (option == "--module")
-            launch.modules.push_back(Parse_Module_Spec(value));
+            launch.modules.push_back(Parse_Module_Options(value));
         else if (option == "--webcam")
             launch.modules.push_back(Plain_Webcam(std::stoi(value)));
         else if (option == "--restart-delay" && value == "never")

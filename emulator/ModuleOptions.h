@@ -1,5 +1,5 @@
-#ifndef KORVANE_EMULATOR_MODULE_SPEC_H
-#define KORVANE_EMULATOR_MODULE_SPEC_H
+#ifndef KORVANE_EMULATOR_MODULE_OPTIONS_H
+#define KORVANE_EMULATOR_MODULE_OPTIONS_H
 
 #include "emulator/ModuleConfig.h"
 
@@ -12,7 +12,7 @@ namespace korvane::emulator {
 // node), vid, pid (hexadecimal), bcd, serial, manufacturer, product, bus,
 // dev, flash and piece. Example: "chip=2620,video=0,meta=1,serial=SN01".
 // Throws std::invalid_argument for an unknown key or a malformed value.
-ModuleConfig Parse_Module_Spec(const std::string& spec);
+ModuleConfig Parse_Module_Options(const std::string& text);
 
 } // namespace korvane::emulator
 

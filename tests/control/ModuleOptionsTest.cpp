@@ -1,4 +1,4 @@
-#include "emulator/ModuleSpec.h"
+#include "emulator/ModuleOptions.h"
 
 #include <gtest/gtest.h>
 
@@ -8,9 +8,9 @@ using namespace korvane::emulator;
 
 namespace {
 
-TEST(ModuleSpec, ReadsEveryKey)
+TEST(ModuleOptions, ReadsEveryKey)
 {
-    const ModuleConfig config = Parse_Module_Spec(
+    const ModuleConfig config = Parse_Module_Options(
         "chip=2650,video=3,meta=4,vid=abcd,pid=12EF,bcd=0210,serial=SN7,manufacturer=M,product=P Q,bus=2,dev=9,"
         "flash=FM25Q04,piece=2048");
     EXPECT_EQ(config.chip, "2650");
@@ -31,20 +31,20 @@ TEST(ModuleSpec, ReadsEveryKey)
     EXPECT_EQ(config.pieceLength, 2048u);
 }
 
-TEST(ModuleSpec, DeviceNumberFollowsTheFirstNode)
+TEST(ModuleOptions, DeviceNumberFollowsTheFirstNode)
 {
-    EXPECT_EQ(Parse_Module_Spec("video=5").devnum, 7);
-    EXPECT_EQ(Parse_Module_Spec("dev=3,video=5").devnum, 3);
+    EXPECT_EQ(Parse_Module_Options("video=5").devnum, 7);
+    EXPECT_EQ(Parse_Module_Options("dev=3,video=5").devnum, 3);
 }
 
-TEST(ModuleSpec, EmptyChipIsAWebcam) { EXPECT_EQ(Parse_Module_Spec("chip=,video=1").chip, ""); }
+TEST(ModuleOptions, EmptyChipIsAWebcam) { EXPECT_EQ(Parse_Module_Options("chip=,video=1").chip, ""); }
 
-TEST(ModuleSpec, RefusesMalformedText)
+TEST(ModuleOptions, RefusesMalformedText)
 {
-    EXPECT_THROW(Parse_Module_Spec("colour=red"), std::invalid_argument);
-    EXPECT_THROW(Parse_Module_Spec("video"), std::invalid_argument);
-    EXPECT_THROW(Parse_Module_Spec("video=x"), std::invalid_argument);
-    EXPECT_THROW(Parse_Module_Spec("vid=12g4"), std::invalid_argument);
+    EXPECT_THROW(Parse_Module_Options("colour=red"), std::invalid_argument);
+    EXPECT_THROW(Parse_Module_Options("video"), std::invalid_argument);
+    EXPECT_THROW(Parse_Module_Options("video=x"), std::invalid_argument);
+    EXPECT_THROW(Parse_Module_Options("vid=12g4"), std::invalid_argument);
 }
 
 } // namespace

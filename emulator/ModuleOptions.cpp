@@ -1,4 +1,4 @@
-#include "emulator/ModuleSpec.h"
+#include "emulator/ModuleOptions.h"
 
 #include <sstream>
 #include <stdexcept>
@@ -57,12 +57,12 @@ void Apply(ModuleConfig& config, bool& nodesGiven, const std::string& key, const
 
 } // namespace
 
-ModuleConfig Parse_Module_Spec(const std::string& spec)
+ModuleConfig Parse_Module_Options(const std::string& text)
 {
     ModuleConfig config;
     bool nodesGiven = false;
     bool devGiven = false;
-    std::istringstream pairs(spec);
+    std::istringstream pairs(text);
     std::string pair;
     while (std::getline(pairs, pair, ',')) {
         const auto equals = pair.find('=');
