@@ -132,6 +132,16 @@ public:
     // when the disparity worker is not running.
     bool getDisparityFrame(cv::Mat& disparity, cv::Mat& centre, std::chrono::microseconds& stamp);
 
+    // How many rectified pairs the disparity worker matches at once, each on
+    // a thread of its own; results are still published one by one in raw
+    // time-stamp order. 1 to kMaxPairsInFlight; false, changing nothing, for
+    // anything else. Takes effect at the next startStereoCompute. Default:
+    // the machine's cores, at most 2. The configuration key "PairsInFlight"
+    // sets it too; saveConfig does not write it.
+    static constexpr int kMaxPairsInFlight = 8;
+    bool setPairsInFlight(int pairs);
+    int getPairsInFlight() const;
+
 protected:
     int m_fisheyeRadius = 0;          // radius of the fisheye mask circle, raw width / 4
     int Algorithm = 0;                // 0 semi-global matching, 1 block matching
@@ -194,6 +204,9 @@ protected:
     std::string m_receiverNetwork = "192.168.1.";
     std::uint64_t m_disparityCount = 0;     // publications of m_disparityFrame, guarded by m_computeMutex
     bool m_computeActive = false;           // disparity loop alive, guarded by m_computeMutex
+    // Tickets handed to fetched pairs that are matched: written under
+    // m_fetchMutex, atomic so that it can be watched without that lock.
+    std::atomic<std::uint64_t> m_fetchTicket{0};
 
     // At capture start: scales the intrinsics to the raw width (scale =
     // width / 1856) and builds the rectification maps when the rectified
@@ -207,7 +220,13 @@ private:
     void captureWorker(float scale);
     void openStreamWriter();
     void loadReceiverNetwork(const cv::FileNode& node);
-    void computeWorker();
+    // Runs `pairs` matching lanes (this thread and pairs - 1 more) until the
+    // run flag is cleared, then joins them.
+    void computeWorker(int pairs);
+    // One lane: fetch a pair (in turn), match it, publish it in turn.
+    void computeLane(int algorithm);
+    void loadPairsInFlight(const cv::FileNode& node);
+    static int defaultPairsInFlight();
     // Waits for the disparity publication after the current one; false when
     // the disparity worker ended first.
     bool waitForDisparity(std::unique_lock<std::mutex>& lock);
@@ -221,6 +240,13 @@ private:
     bool waitForRawPair(std::unique_lock<std::mutex>& lock);
     bool createLog();
     bool openCapture(bool fromFile);
+
+    std::atomic<int> m_pairsInFlight{defaultPairsInFlight()}; // lanes of the next disparity worker
+    // Guards m_fetchTicket; held across each lane's fetch, so that ticket
+    // order is raw time-stamp order.
+    std::mutex m_fetchMutex;
+    std::uint64_t m_publishTicket = 0;      // ticket whose turn it is to publish, guarded by m_computeMutex
+    std::condition_variable m_turnCondition; // m_publishTicket moved on
 };
 
 // Colour of a depth value between min and max for the false-colour depth

@@ -152,6 +152,7 @@ bool StereoCamera::loadConfig(std::string fileName)
             }
         }
         loadReceiverNetwork((*fs)["ReceiverNetwork"]);
+        loadPairsInFlight((*fs)["PairsInFlight"]);
         fs->release();
         return true;
     } catch (const std::exception&) {
@@ -168,6 +169,29 @@ void StereoCamera::loadReceiverNetwork(const cv::FileNode& node)
     if (!node.isString() || !setReceiverNetwork(static_cast<std::string>(node)))
         std::cerr << "ReceiverNetwork must be three octets each followed by a dot (default "
                   << getReceiverNetwork() << ") " << std::endl;
+}
+
+// Optional: how many pairs the disparity worker matches at once, a number
+// (plain or as a 1 x 1 matrix) from 1 to kMaxPairsInFlight.
+void StereoCamera::loadPairsInFlight(const cv::FileNode& node)
+{
+    if (node.empty() || node.isNone())
+        return;
+    int pairs = 0;
+    bool ok = false;
+    if (node.isInt() || node.isReal()) {
+        const double v = static_cast<double>(node);
+        ok = std::isfinite(v) && v >= 1 && v <= kMaxPairsInFlight;
+        pairs = ok ? static_cast<int>(v) : 0;
+    } else {
+        cv::Mat m;
+        std::string reason;
+        ok = korvane::readMatrixNode(node, m, reason) == NodeStatus::Present && m.total() == 1 &&
+             korvane::elementToInt(m, 0, pairs);
+    }
+    if (!ok || !setPairsInFlight(pairs))
+        std::cerr << "PairsInFlight must be set to 1~" << kMaxPairsInFlight << " (default "
+                  << defaultPairsInFlight() << ") " << std::endl;
 }
 
 bool StereoCamera::saveConfig(std::string fileName)

@@ -4,6 +4,9 @@
 
 #include <unistd.h>
 
+#include <thread>
+#include <vector>
+
 #include <opencv2/calib3d.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -34,6 +37,25 @@ cv::Ptr<cv::StereoMatcher> createMatcher(int algorithm)
 
 } // namespace
 
+int StereoCamera::defaultPairsInFlight()
+{
+    const unsigned cores = std::thread::hardware_concurrency();
+    return cores >= 2 ? 2 : 1;
+}
+
+bool StereoCamera::setPairsInFlight(int pairs)
+{
+    if (pairs < 1 || pairs > kMaxPairsInFlight)
+        return false;
+    m_pairsInFlight = pairs;
+    return true;
+}
+
+int StereoCamera::getPairsInFlight() const
+{
+    return m_pairsInFlight;
+}
+
 bool StereoCamera::startStereoCompute()
 {
     usleep(5000);
@@ -44,7 +66,7 @@ bool StereoCamera::startStereoCompute()
         std::lock_guard<std::mutex> lock(m_computeMutex);
         m_computeActive = true;
     }
-    m_computeThread.reset(new std::thread(&StereoCamera::computeWorker, this));
+    m_computeThread.reset(new std::thread(&StereoCamera::computeWorker, this, m_pairsInFlight.load()));
     return m_computeThread != nullptr;
 }
 
@@ -60,15 +82,45 @@ bool StereoCamera::stopStereoCompute()
     return true;
 }
 
-void StereoCamera::computeWorker()
+void StereoCamera::computeWorker(int pairs)
 {
     const int algorithm = Algorithm;
+    std::vector<std::thread> lanes;
+    for (int i = 1; i < pairs; ++i)
+        lanes.emplace_back(&StereoCamera::computeLane, this, algorithm);
+    computeLane(algorithm);
+    for (std::thread& lane : lanes)
+        lane.join();
+    if (m_log)
+        m_log->runTimeInfo("Exit compute disparity worker ...\n");
+    std::lock_guard<std::mutex> lock(m_computeMutex);
+    m_computeActive = false;
+    m_computeCondition.notify_all();
+}
+
+// Lanes fetch one at a time and take a ticket with each pair, so tickets
+// follow the raw time stamps; they match at the same time, each with its own
+// matcher, and publish strictly in ticket order. Every ticketed pair is
+// published, so no lane waits for its turn for ever.
+void StereoCamera::computeLane(int algorithm)
+{
     cv::Ptr<cv::StereoMatcher> matcher = createMatcher(algorithm);
     while (m_computeRunning) {
         cv::Mat left, right, centre;
         std::chrono::microseconds stamp{0};
-        if (!getRectStereoFrame(left, right, centre, stamp))
-            continue;
+        std::uint64_t ticket = 0;
+        {
+            std::lock_guard<std::mutex> fetch(m_fetchMutex);
+            if (!m_computeRunning)
+                break;
+            if (!getRectStereoFrame(left, right, centre, stamp))
+                continue;
+            // Stopped while waiting for the pair: not matched, so that a stop
+            // takes at most the matching round under way.
+            if (!m_computeRunning)
+                break;
+            ticket = m_fetchTicket++;
+        }
         cv::Mat raw;
         if (matcher && algorithm == 1) {
             cv::Mat greyLeft, greyRight;
@@ -81,7 +133,8 @@ void StereoCamera::computeWorker()
         cv::Mat disparity;
         raw.convertTo(disparity, CV_32F, 0.0625, 0); // 16-bit fixed point, four fractional bits
 
-        std::lock_guard<std::mutex> lock(m_computeMutex);
+        std::unique_lock<std::mutex> lock(m_computeMutex);
+        m_turnCondition.wait(lock, [&] { return m_publishTicket == ticket; });
         m_disparityFrame.left = centre.clone();
         m_disparityFrame.right = disparity.clone();
         m_disparityFrame.timeStamp = stamp;
@@ -89,13 +142,10 @@ void StereoCamera::computeWorker()
         m_computeCondition.notify_all();
         // Paces readers and the worker alike.
         usleep(1000);
+        ++m_publishTicket;
+        m_turnCondition.notify_all();
     }
     matcher.release();
-    if (m_log)
-        m_log->runTimeInfo("Exit compute disparity worker ...\n");
-    std::lock_guard<std::mutex> lock(m_computeMutex);
-    m_computeActive = false;
-    m_computeCondition.notify_all();
 }
 
 bool StereoCamera::waitForDisparity(std::unique_lock<std::mutex>& lock)

@@ -17,9 +17,9 @@ ctest --test-dir build-asan --output-on-failure -j "$jobs" -LE package
 echo "== capture and depth worker tests with ThreadSanitizer"
 cmake -S . -B build-tsan -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DKORVANE_SANITIZE=thread -DKORVANE_BUILD_EXAMPLES=OFF
-cmake --build build-tsan --target capture_test depth_test
+cmake --build build-tsan --target capture_test depth_test pipeline_test
 # A child that starts threads after fork is outside what the checker supports.
-TSAN_OPTIONS="suppressions=$PWD/tests/tsan.supp" ctest --test-dir build-tsan --output-on-failure -j "$jobs" -R '(Capture|SharedMemory|LoopbackStream|DisplayDepth|Cloud|DisparityWorker)' \
+TSAN_OPTIONS="suppressions=$PWD/tests/tsan.supp" ctest --test-dir build-tsan --output-on-failure -j "$jobs" -R '(Capture|SharedMemory|LoopbackStream|DisplayDepth|Cloud|DisparityWorker|PairsInFlight)' \
   -E 'RawWidthOfNeitherSize'
 
 echo "== release build (benchmarks included), installed package used by another project"

@@ -1,0 +1,326 @@
+// The disparity worker with one and with two pairs in flight, side by side in
+// one run, at rectified 640x480 and 928x800 from a 1856x800 source paced at
+// 30 frames per second (a PNG sequence of the synthetic module):
+//   remapAndMatch  one pair's cost in the worker: the three remaps of
+//                  getRectStereoFrame (Depthmode 2) and SGBM with the
+//                  float conversion; the yardstick of latency
+//   publication    the real capture and disparity workers: publications per
+//                  second (every one counted) and latency from a raw pair's
+//                  time stamp to its arrival at a reader
+// A summary table follows with the ratios: rate against one pair in flight,
+// latency against one remap-and-match.
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+
+#include <opencv2/calib3d.hpp>
+#include <opencv2/core/utils/logger.hpp>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include "camera/StereoCamera.h"
+#include "emulator/synthetic/SyntheticStereoModule.h"
+
+namespace {
+
+constexpr int kNoDevice = 97; // a video node that is not there
+const cv::Size kRawSize(1856, 800);
+const cv::Size kRectSizes[] = {{640, 480}, {928, 800}};
+
+std::chrono::microseconds systemNow()
+{
+    return std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::system_clock::now().time_since_epoch());
+}
+
+// Frame 0 split and masked as the capture worker does, and the directory of
+// the PNG sequence.
+struct Source
+{
+    cv::Mat left, right;
+    std::string directory;
+    std::string pattern;
+};
+
+Source& source()
+{
+    static Source s;
+    return s;
+}
+
+// Renders two frames and writes them, alternating, as a six-file sequence.
+bool renderSource()
+{
+    std::fprintf(stderr, "Rendering %dx%d synthetic frames ...\n", kRawSize.width, kRawSize.height);
+    const korvane::synthetic::SyntheticStereoModule module(kRawSize);
+    const cv::Mat frames[2] = {module.renderFrame(0), module.renderFrame(1)};
+    Source& s = source();
+    const int half = kRawSize.width / 2;
+    s.left = frames[0](cv::Rect(0, 0, half, kRawSize.height)).clone();
+    s.right = frames[0](cv::Rect(half, 0, half, kRawSize.height)).clone();
+    convertRawFisheyeImage(kRawSize.width >> 2, s.left, s.right);
+    s.directory = "/tmp/korvane-bench-pipeline-" + std::to_string(getpid());
+    std::error_code error;
+    std::filesystem::create_directories(s.directory, error);
+    if (error)
+        return false;
+    s.pattern = s.directory + "/frame_%04d.png";
+    for (int i = 0; i < 6; ++i) {
+        char name[32];
+        std::snprintf(name, sizeof name, "/frame_%04d.png", i);
+        if (!cv::imwrite(s.directory + name, frames[i % 2], {cv::IMWRITE_PNG_COMPRESSION, 1}))
+            return false;
+    }
+    return true;
+}
+
+void removeSource()
+{
+    std::error_code error;
+    std::filesystem::remove_all(source().directory, error);
+}
+
+// The stereo camera with the synthetic module's calibration in its
+// perspective view, SGBM, quiet; reach into the maps and the publication count.
+class BenchCamera : public StereoCamera
+{
+public:
+    explicit BenchCamera(cv::Size rect) : StereoCamera(kNoDevice)
+    {
+        if (m_log)
+            m_log->setLogLevel(-1);
+        setRawFrameSize(kRawSize);
+        setRectFrameSize(rect);
+        const korvane::synthetic::SyntheticStereoModule module(kRawSize);
+        setCalibParams(module.rig().calibParams(false), false);
+        setCalibParams(module.rig().calibParams(true), true);
+        Depthmode = 2;
+        Algorithm = 0;
+        hFov = 90.0;
+    }
+
+    // The maps, as capture start builds them (the raw width scales by 1).
+    void buildMaps() { prepareRectification(1.0f); }
+    const cv::Mat* maps(int eye) const { return m_perspectiveMaps[eye]; }
+
+    std::uint64_t publications()
+    {
+        std::lock_guard<std::mutex> lock(m_computeMutex);
+        return m_disparityCount;
+    }
+};
+
+cv::Mat remapped(const cv::Mat& raw, const cv::Mat* maps)
+{
+    cv::Mat out;
+    cv::remap(raw, out, maps[0], maps[1], cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar());
+    return out;
+}
+
+cv::Size rectArg(const benchmark::State& state)
+{
+    return {static_cast<int>(state.range(0)), static_cast<int>(state.range(1))};
+}
+
+void remapAndMatch(benchmark::State& state)
+{
+    BenchCamera camera(rectArg(state));
+    camera.buildMaps();
+    const Source& s = source();
+    cv::Ptr<cv::StereoMatcher> matcher =
+        cv::StereoSGBM::create(0, 32, 9, 8 * 3 * 9 * 9, 32 * 3 * 9 * 9, 0, 0, 0, 0, 0, cv::StereoSGBM::MODE_SGBM);
+    for (auto _ : state) {
+        const cv::Mat centre = remapped(s.left, camera.maps(0));
+        const cv::Mat left = centre.clone();
+        const cv::Mat right = remapped(s.right, camera.maps(1));
+        cv::Mat raw, disparity;
+        matcher->compute(left, right, raw);
+        raw.convertTo(disparity, CV_32F, 0.0625, 0);
+        benchmark::DoNotOptimize(disparity.data);
+    }
+}
+
+double quantile(std::vector<double> values, double q)
+{
+    if (values.empty())
+        return 0;
+    const auto at = values.begin() + static_cast<long>(q * static_cast<double>(values.size() - 1));
+    std::nth_element(values.begin(), at, values.end());
+    return *at;
+}
+
+// Each iteration takes the next disparity a reader gets; the rate counts
+// every publication in the measured time, read or not.
+void publication(benchmark::State& state)
+{
+    BenchCamera camera(rectArg(state));
+    camera.setPairsInFlight(static_cast<int>(state.range(2)));
+    if (!camera.openVideo(source().pattern)) {
+        state.SkipWithError("cannot open the frame sequence");
+        return;
+    }
+    camera.startCapture(false, false);
+    camera.startStereoCompute();
+    cv::Mat disparity, centre;
+    std::chrono::microseconds stamp{0};
+    // Two results first: the workers are past their start.
+    bool ok = camera.getDisparityFrame(disparity, centre, stamp) && camera.getDisparityFrame(disparity, centre, stamp);
+    const std::uint64_t first = camera.publications();
+    const auto start = std::chrono::steady_clock::now();
+    std::vector<double> latencies;
+    for (auto _ : state) {
+        if (!ok || !camera.getDisparityFrame(disparity, centre, stamp) || disparity.empty()) {
+            ok = false;
+            break;
+        }
+        latencies.push_back(static_cast<double>((systemNow() - stamp).count()) / 1000.0);
+    }
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const std::uint64_t published = camera.publications() - first;
+    const float capturedRate = camera.getRawFrameRate();
+    camera.stopStereoCompute();
+    camera.stopCapture();
+    if (!ok) {
+        state.SkipWithError("the workers published no disparity");
+        return;
+    }
+    state.counters["fps"] = static_cast<double>(published) / seconds;
+    state.counters["latency_ms"] = quantile(latencies, 0.5);
+    state.counters["latency_p90_ms"] = quantile(latencies, 0.9);
+    state.counters["capture_fps"] = capturedRate;
+}
+
+void registerAll()
+{
+    auto* cost = benchmark::RegisterBenchmark("remapAndMatch", remapAndMatch);
+    auto* rate = benchmark::RegisterBenchmark("publication", publication);
+    for (const cv::Size rect : kRectSizes) {
+        cost->Args({rect.width, rect.height});
+        for (int pairs : {1, 2})
+            rate->Args({rect.width, rect.height, pairs});
+    }
+    cost->ArgNames({"w", "h"})->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(1.0);
+    rate->ArgNames({"w", "h", "pairs"})->Iterations(60)->Unit(benchmark::kMillisecond)->UseRealTime();
+}
+
+// The usual output, then per rectified size one row per number of pairs in
+// flight with the ratios to its baseline.
+class SummaryReporter : public benchmark::ConsoleReporter
+{
+public:
+    explicit SummaryReporter(OutputOptions options) : ConsoleReporter(options) {}
+
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        for (const Run& run : runs)
+            if (run.run_type == Run::RT_Iteration && !run.error_occurred)
+                m_runs[run.run_name.function_name + "/" + run.run_name.args] = run;
+        ConsoleReporter::ReportRuns(runs);
+    }
+
+    void Finalize() override
+    {
+        ConsoleReporter::Finalize();
+        std::printf("\nSGBM depth from a %dx%d source at 30 fps (Depthmode 2): publications per second and\n"
+                    "latency from raw time stamp to reader, against one pair in flight and one remap-and-match\n",
+                    kRawSize.width, kRawSize.height);
+        std::printf("%-8s %5s %9s %7s %8s %8s %8s %9s\n", "rect", "pairs", "match ms", "fps", "x 1 pair", "lat. ms",
+                    "p90 ms", "x match");
+        for (const cv::Size rect : kRectSizes) {
+            const std::string size = "w:" + std::to_string(rect.width) + "/h:" + std::to_string(rect.height);
+            const double match = ms("remapAndMatch/" + size);
+            const double baseRate = counter("publication/" + size + "/pairs:1", "fps");
+            for (int pairs : {1, 2}) {
+                const std::string key = "publication/" + size + "/pairs:" + std::to_string(pairs);
+                const double rate = counter(key, "fps");
+                const double latency = counter(key, "latency_ms");
+                std::printf("%-8s %5d", (std::to_string(rect.width) + "x" + std::to_string(rect.height)).c_str(), pairs);
+                cell(match, 9, 1);
+                cell(rate, 7, 1);
+                cell(rate < 0 || baseRate <= 0 ? -1 : rate / baseRate, 8, 2);
+                cell(latency, 8, 1);
+                cell(counter(key, "latency_p90_ms"), 8, 1);
+                cell(latency < 0 || match <= 0 ? -1 : latency / match, 9, 2);
+                std::printf("\n");
+            }
+        }
+        std::fflush(stdout);
+    }
+
+private:
+    static double inMs(const Run& run)
+    {
+        const double t = run.GetAdjustedRealTime();
+        switch (run.time_unit) {
+        case benchmark::kNanosecond: return t * 1e-6;
+        case benchmark::kMicrosecond: return t * 1e-3;
+        case benchmark::kMillisecond: return t;
+        default: return t * 1e3;
+        }
+    }
+
+    const Run* find(const std::string& key) const
+    {
+        const auto it = m_runs.find(key);
+        return it == m_runs.end() ? nullptr : &it->second;
+    }
+
+    double ms(const std::string& key) const
+    {
+        const Run* run = find(key);
+        return run ? inMs(*run) : -1;
+    }
+
+    double counter(const std::string& key, const char* name) const
+    {
+        const Run* run = find(key);
+        if (!run || !run->counters.count(name))
+            return -1;
+        return run->counters.at(name).value;
+    }
+
+    // A figure, or a dash when its benchmark did not run (filtered or failed).
+    static void cell(double value, int width, int precision)
+    {
+        if (value < 0)
+            std::printf(" %*s", width, "-");
+        else
+            std::printf(" %*.*f", width, precision, value);
+    }
+
+    std::map<std::string, Run> m_runs;
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    setenv("OPENCV_VIDEOIO_PRIORITY_GPHOTO2", "0", 1);
+    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    if (!renderSource()) {
+        std::fprintf(stderr, "Cannot write the rendered frames under /tmp\n");
+        removeSource();
+        return 1;
+    }
+    registerAll();
+    // Colour only on a terminal; the counters always in columns.
+    SummaryReporter reporter(isatty(STDOUT_FILENO) ? benchmark::ConsoleReporter::OO_ColorTabular
+                                                   : benchmark::ConsoleReporter::OO_Tabular);
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    removeSource();
+    return 0;
+}
