@@ -15,6 +15,7 @@ test_packages=(
   clang libclang-rt-14-dev
   umockdev libumockdev-dev
   libgstreamer-plugins-base1.0-dev gstreamer1.0-libav
+  xvfb xdotool
 )
 
 case "${1:-main}" in

@@ -1,0 +1,29 @@
+#ifndef KORVANE_EXAMPLES_VIEWER_VIEWERARGUMENTS_H
+#define KORVANE_EXAMPLES_VIEWER_VIEWERARGUMENTS_H
+
+#include <string>
+
+#include <opencv2/core.hpp>
+
+// The viewer's command line:
+//   korvane_viewer [--video SOURCE] [deviceNode [width height [fps]]]
+// Numbers are read with atoi; a lone width (two positional arguments) is
+// ignored. --video plays a recorded or synthetic side-by-side sequence
+// (a video file or an image-sequence pattern such as frame_%04d.png) in
+// place of the module's video stream.
+struct ViewerArguments
+{
+    std::string videoSource; // empty: the module's own video device
+    int deviceNode = 0;
+    cv::Size frameSize{1856, 800};
+    int frameRate = 30;
+    bool help = false;
+
+    // Reads argv; false, with a message in error, for an unknown option or
+    // --video without its source.
+    bool parse(int argc, const char* const* argv, std::string& error);
+
+    static const char* usage();
+};
+
+#endif

@@ -1,0 +1,274 @@
+// The example viewer: its arguments, and the program itself on a virtual
+// X display (Xvfb) with a synthetic video source and a virtual module.
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include "ChildProcess.h"
+#include "DeviceTestSupport.h"
+#include "ViewerArguments.h"
+#include "emulator/synthetic/SyntheticStereoModule.h"
+
+using namespace korvane::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+const std::string kTitle = "KorvaneCamera_Left-Right";
+
+// What the X server and xdotool get: without the preload libraries of the
+// test program.
+const std::map<std::string, std::string> kPlainEnvironment = {{"LD_PRELOAD", ""}, {"UMOCKDEV_DIR", ""}};
+
+// An Xvfb server with its screen kept in a file, so the test can look at it.
+class VirtualDisplay
+{
+public:
+    explicit VirtualDisplay(const std::string& directory)
+        : m_directory(directory),
+          m_server({"Xvfb", "-displayfd", "1", "-screen", "0", "1280x1024x24", "-fbdir", directory, "-nolisten", "tcp"},
+                   kPlainEnvironment)
+    {
+        if (m_server.waitFor("\n", 20s))
+            m_display = ":" + std::to_string(std::atoi(m_server.output().c_str()));
+    }
+
+    bool ready() const { return !m_display.empty(); }
+    const std::string& name() const { return m_display; }
+
+    // Runs xdotool on this display; its output, status in status.
+    std::string xdotool(std::vector<std::string> args, int& status) const
+    {
+        args.insert(args.begin(), "xdotool");
+        std::map<std::string, std::string> environment = kPlainEnvironment;
+        environment["DISPLAY"] = m_display;
+        return runProgram(args, environment, status, 10s);
+    }
+
+    // The screen as an 8-bit BGR image (empty when it cannot be read).
+    cv::Mat screenshot() const
+    {
+        std::ifstream in(m_directory + "/Xvfb_screen0", std::ios::binary);
+        std::vector<unsigned char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        if (bytes.size() < 100)
+            return cv::Mat();
+        // The header is 25 32-bit fields; version 7 tells its byte order.
+        const bool big = bytes[7] == 7;
+        auto field = [&](int i) {
+            const unsigned char* p = bytes.data() + 4 * i;
+            return big ? (std::uint32_t(p[0]) << 24 | std::uint32_t(p[1]) << 16 | std::uint32_t(p[2]) << 8 | p[3])
+                       : (std::uint32_t(p[3]) << 24 | std::uint32_t(p[2]) << 16 | std::uint32_t(p[1]) << 8 | p[0]);
+        };
+        const std::uint32_t headerSize = field(0), width = field(4), height = field(5), byteOrder = field(7);
+        const std::uint32_t bitsPerPixel = field(11), bytesPerLine = field(12), colours = field(19);
+        const std::uint32_t masks[3] = {field(16), field(15), field(14)}; // blue, green, red
+        const std::size_t start = headerSize + std::size_t(colours) * 12;
+        if (bitsPerPixel != 32 || start + std::size_t(bytesPerLine) * height > bytes.size())
+            return cv::Mat();
+        cv::Mat image(static_cast<int>(height), static_cast<int>(width), CV_8UC3);
+        for (std::uint32_t y = 0; y < height; ++y) {
+            for (std::uint32_t x = 0; x < width; ++x) {
+                const unsigned char* p = bytes.data() + start + y * bytesPerLine + x * 4;
+                const std::uint32_t v = byteOrder == 0 ? (std::uint32_t(p[3]) << 24 | std::uint32_t(p[2]) << 16 |
+                                                          std::uint32_t(p[1]) << 8 | p[0])
+                                                       : (std::uint32_t(p[0]) << 24 | std::uint32_t(p[1]) << 16 |
+                                                          std::uint32_t(p[2]) << 8 | p[3]);
+                cv::Vec3b& out = image.at<cv::Vec3b>(static_cast<int>(y), static_cast<int>(x));
+                for (int c = 0; c < 3; ++c) {
+                    std::uint32_t m = masks[c];
+                    std::uint32_t value = v & m;
+                    while (m && !(m & 1)) {
+                        m >>= 1;
+                        value >>= 1;
+                    }
+                    out[c] = static_cast<unsigned char>(value);
+                }
+            }
+        }
+        return image;
+    }
+
+private:
+    std::string m_directory;
+    ChildProcess m_server;
+    std::string m_display;
+};
+
+// How far the best placement of frame on the screen is from an exact copy:
+// the mean absolute difference per channel there (255 when it does not fit).
+double bestMatchDifference(const cv::Mat& screen, const cv::Mat& frame)
+{
+    if (screen.empty() || screen.cols < frame.cols || screen.rows < frame.rows)
+        return 255.0;
+    cv::Mat score;
+    cv::matchTemplate(screen, frame, score, cv::TM_SQDIFF);
+    cv::Point best;
+    cv::minMaxLoc(score, nullptr, nullptr, &best);
+    cv::Mat difference;
+    cv::absdiff(screen(cv::Rect(best, frame.size())), frame, difference);
+    const cv::Scalar mean = cv::mean(difference);
+    return (mean[0] + mean[1] + mean[2]) / 3.0;
+}
+
+std::map<std::string, std::string> viewerEnvironment(const std::string& display)
+{
+    const char* asan = std::getenv("ASAN_OPTIONS");
+    // The window toolkit keeps allocations until exit that the leak checker
+    // would report; the camera code is leak-checked by the other tests.
+    return {{"DISPLAY", display},
+            {"QT_QPA_PLATFORM", "xcb"},
+            {"ASAN_OPTIONS", std::string(asan ? asan : "") + ":detect_leaks=0"}};
+}
+
+using Viewer = DeviceTest;
+
+TEST_F(Viewer, ShowsBothViewsOfASyntheticSourceAndEndsOnEscape)
+{
+    // The module's flash says position 5; the frames come from a sequence.
+    korvane::emulator::VirtualModule& module = addModule(0);
+    const std::string calibration = work().file("factory.yml");
+    writeCalibrationFile(calibration, 9, 5);
+    loadCalibrationBlock(module, readFile(calibration));
+    std::filesystem::create_directory(work().file("frames"));
+    korvane::synthetic::SyntheticStereoModule synthetic(cv::Size(928, 400));
+    std::vector<cv::Mat> frames;
+    for (int i = 0; i < 2; ++i) {
+        frames.push_back(synthetic.renderFrame(i));
+        ASSERT_EQ(frames.back().size(), cv::Size(928, 400));
+        char name[64];
+        std::snprintf(name, sizeof name, "frames/frame_%04d.png", i);
+        ASSERT_TRUE(cv::imwrite(work().file(name), frames.back()));
+    }
+
+    std::filesystem::create_directory(work().file("screen"));
+    VirtualDisplay display(work().file("screen"));
+    ASSERT_TRUE(display.ready()) << "Xvfb did not start";
+
+    ChildProcess viewer({KORVANE_VIEWER, "--video", work().file("frames/frame_%04d.png"), "0", "928", "400", "30"},
+                        viewerEnvironment(display.name()));
+    ASSERT_TRUE(viewer.started());
+    ASSERT_TRUE(viewer.waitFor("Device Position Number:5\n", 60s)) << viewer.output();
+
+    std::string window;
+    for (auto deadline = std::chrono::steady_clock::now() + 30s; window.empty() && std::chrono::steady_clock::now() < deadline;) {
+        int status = -1;
+        const std::string found = display.xdotool({"search", "--name", "^" + kTitle + "$"}, status);
+        if (status == 0 && !found.empty())
+            window = found.substr(0, found.find('\n'));
+        else
+            std::this_thread::sleep_for(200ms);
+    }
+    ASSERT_FALSE(window.empty()) << "no window titled " << kTitle << "\n" << viewer.output();
+
+    // The window shows the frame's left and right halves side by side, that
+    // is the frame itself; the sequence alternates between two frames.
+    double difference = 255.0;
+    for (auto deadline = std::chrono::steady_clock::now() + 20s; difference > 2.0 && std::chrono::steady_clock::now() < deadline;) {
+        std::this_thread::sleep_for(300ms);
+        const cv::Mat screen = display.screenshot();
+        for (const cv::Mat& frame : frames)
+            difference = std::min(difference, bestMatchDifference(screen, frame));
+    }
+    EXPECT_LE(difference, 2.0) << "the screen does not show a frame of the source";
+    cv::Mat otherHalves;
+    cv::hconcat(frames[0](cv::Rect(464, 0, 464, 400)), frames[0](cv::Rect(0, 0, 464, 400)), otherHalves);
+    EXPECT_GT(bestMatchDifference(display.screenshot(), otherHalves), 2.0) << "left and right are not swapped";
+
+    int status = -1;
+    display.xdotool({"windowfocus", window}, status);
+    bool stopped = false;
+    for (int attempt = 0; attempt < 5 && !stopped; ++attempt) {
+        display.xdotool({"key", "Escape"}, status);
+        stopped = viewer.waitFor("Stop get frame done.\n", 3s);
+    }
+    EXPECT_TRUE(stopped) << viewer.output();
+    EXPECT_EQ(viewer.finish(30s), 0) << viewer.output();
+    const std::string& out = viewer.output();
+    const std::size_t joined = out.find("[StereoCamera][INFO] Stop get frame done.\n");
+    const std::size_t released = out.find("[KorvaneCameraSDK][INFO] Korvane camera resource has released.\n");
+    ASSERT_NE(joined, std::string::npos) << out;
+    EXPECT_NE(released, std::string::npos) << out;
+    EXPECT_LT(joined, released) << "the worker is joined before the camera goes";
+}
+
+TEST_F(Viewer, WithoutAModuleEndsWithStatusOne)
+{
+    int status = -1;
+    std::string out = runProgram({KORVANE_VIEWER}, {{"DISPLAY", ""}}, status, 60s);
+    EXPECT_EQ(status, 1) << out;
+    EXPECT_NE(out.find("Cannot detect any korvane camera!\n"), std::string::npos) << out;
+    EXPECT_EQ(out.find("Device Position Number:"), std::string::npos) << out;
+
+    out = runProgram({KORVANE_VIEWER, "--video", work().file("none/frame_%04d.png")}, {{"DISPLAY", ""}}, status, 60s);
+    EXPECT_EQ(status, 1) << "a source that cannot be opened: " << out;
+}
+
+TEST_F(Viewer, BadOptionIsRefusedWithUsage)
+{
+    int status = -1;
+    ChildProcess child({KORVANE_VIEWER, "--bogus"}, {{"DISPLAY", ""}}, true);
+    status = child.finish(30s);
+    EXPECT_EQ(status, 2);
+    EXPECT_NE(child.output().find("unknown option --bogus"), std::string::npos) << child.output();
+    EXPECT_NE(child.output().find("usage: korvane_viewer"), std::string::npos) << child.output();
+}
+
+ViewerArguments parsed(std::vector<const char*> args, bool expectOk = true)
+{
+    args.insert(args.begin(), "korvane_viewer");
+    ViewerArguments arguments;
+    std::string error;
+    EXPECT_EQ(arguments.parse(static_cast<int>(args.size()), args.data(), error), expectOk) << error;
+    return arguments;
+}
+
+TEST(ViewerArgumentsTest, NoArgumentsGiveTheModuleDefaults)
+{
+    const ViewerArguments a = parsed({});
+    EXPECT_EQ(a.deviceNode, 0);
+    EXPECT_EQ(a.frameSize, cv::Size(1856, 800));
+    EXPECT_EQ(a.frameRate, 30);
+    EXPECT_TRUE(a.videoSource.empty());
+}
+
+TEST(ViewerArgumentsTest, ALoneWidthIsIgnored)
+{
+    const ViewerArguments a = parsed({"2", "928"});
+    EXPECT_EQ(a.deviceNode, 2);
+    EXPECT_EQ(a.frameSize, cv::Size(1856, 800));
+    EXPECT_EQ(a.frameRate, 30);
+}
+
+TEST(ViewerArgumentsTest, AllPositionalArguments)
+{
+    const ViewerArguments sized = parsed({"1", "928", "400"});
+    EXPECT_EQ(sized.frameSize, cv::Size(928, 400));
+    EXPECT_EQ(sized.frameRate, 30);
+    const ViewerArguments all = parsed({"3", "928", "400", "15"});
+    EXPECT_EQ(all.deviceNode, 3);
+    EXPECT_EQ(all.frameRate, 15);
+    EXPECT_EQ(parsed({"abc"}).deviceNode, 0) << "read with atoi";
+}
+
+TEST(ViewerArgumentsTest, VideoSourceComesBeforeThePositionalArguments)
+{
+    const ViewerArguments a = parsed({"--video", "seq/frame_%04d.png", "4", "928", "400"});
+    EXPECT_EQ(a.videoSource, "seq/frame_%04d.png");
+    EXPECT_EQ(a.deviceNode, 4);
+    EXPECT_EQ(a.frameSize, cv::Size(928, 400));
+    EXPECT_EQ(parsed({"--video=clip.avi"}).videoSource, "clip.avi");
+    parsed({"--video"}, false);
+    parsed({"--video", ""}, false);
+    parsed({"--size", "1"}, false);
+    EXPECT_TRUE(parsed({"--help"}).help);
+}
+
+} // namespace
