@@ -12,6 +12,8 @@ constexpr std::uint16_t kChipIdRegister = 0x20FF;
 constexpr std::uint16_t kChipIdARegister = 0x2051;
 constexpr std::uint16_t kChipIdBRegister = 0x20D9;
 constexpr std::uint16_t kRestartRegister = 0x2034;
+constexpr std::uint16_t kModeRegister = 0x20D8;
+constexpr std::uint8_t kModeChange = 0x5A;
 constexpr std::uint8_t kIdOpcodeIndex = 13;
 constexpr std::uint16_t kProgramWindow = 64;
 
@@ -64,6 +66,18 @@ void ChipModel::Restart()
     m_pieceControl = 0;
     m_restartRequested = false;
     m_refusedWrites = 0;
+    m_booted = Has_Valid_Header() ? Boot_Mode::Firmware : Boot_Mode::Rom_Boot_Code;
+}
+
+bool ChipModel::Has_Valid_Header() const
+{
+    std::uint8_t header[2];
+    m_flash.Read(m_profile.headerOffset, header, 2);
+    const std::uint16_t pair = static_cast<std::uint16_t>(header[0] << 8 | header[1]);
+    for (std::uint16_t valid : m_profile.headers)
+        if (valid != 0 && pair == valid)
+            return true;
+    return false;
 }
 
 bool ChipModel::Take_Restart_Request()
@@ -129,7 +143,7 @@ void ChipModel::Write_Isp(std::uint16_t address, std::uint8_t value)
 {
     const std::uint8_t kept = Read_Only_Bits(address);
     m_isp[address] = static_cast<std::uint8_t>((value & ~kept) | (m_isp[address] & kept));
-    if (address == kRestartRegister && value == 0x01)
+    if ((address == kRestartRegister && value == 0x01) || (address == kModeRegister && value == kModeChange))
         m_restartRequested = true;
 }
 

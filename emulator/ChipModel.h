@@ -10,6 +10,14 @@
 
 namespace korvane::emulator {
 
+// What a chip starts after a restart: the firmware when the flash holds a
+// valid header, else its ROM boot code (which waits for a download).
+enum class Boot_Mode
+{
+    Firmware,
+    Rom_Boot_Code,
+};
+
 // The controller chip behind the extension unit: an 8-bit ISP register
 // file (with read-only GPIO input registers) and 16-bit sensor registers
 // behind address and value selectors, the flash command-set registers, the
@@ -28,10 +36,14 @@ public:
     // Answers one query in place; 0 or the errno value the driver would give.
     int Answer(const XuQuery& query, std::uint8_t* data);
 
-    // Back to the power-on state; the flash keeps its contents.
+    // Back to the power-on state; the flash keeps its contents and decides what boots.
     void Restart();
-    // True once after the host wrote the restart request (0x01 to 0x2034).
+    // True once after the host wrote the restart request (0x01 to 0x2034)
+    // or the mode change (0x5A to 0x20D8): the chip then leaves the bus.
     bool Take_Restart_Request();
+    Boot_Mode Booted() const { return m_booted; }
+    // True when the flash holds a header this chip starts from.
+    bool Has_Valid_Header() const;
 
     std::uint8_t Isp(std::uint16_t address) const { return m_isp[address]; }
     // Sets a register directly, read-only bits too (e.g. a GPIO input pin's level).
@@ -71,6 +83,7 @@ private:
     std::uint8_t m_pieceControl = 0;
     std::uint32_t m_pieceLength;
     bool m_restartRequested = false;
+    Boot_Mode m_booted = Boot_Mode::Rom_Boot_Code;
     int m_refusedWrites = 0;
 };
 

@@ -17,6 +17,10 @@ struct ChipProfile
     std::uint8_t chipIdB;     // ISP 0x20D9
     std::uint16_t pieceLength; // GET_LEN answer of the bulk data selector
     const char* flashPart;    // fitted by default
+    // Where the firmware header lies in the flash, and the byte pairs
+    // (first byte high) that make it valid; 0 marks an unused pair.
+    std::uint32_t headerOffset;
+    std::uint16_t headers[2];
 };
 
 const std::vector<ChipProfile>& Chip_Profiles();

@@ -8,6 +8,7 @@ constexpr std::uint32_t kNoAnswer = 0xFFFFFF;
 constexpr std::uint32_t k64K = 0x10000;
 constexpr std::uint32_t k128K = 0x20000;
 constexpr std::uint32_t k512K = 0x80000;
+constexpr std::uint32_t k1M = 0x100000;
 
 } // namespace
 
@@ -27,6 +28,8 @@ const std::vector<FlashPart>& Flash_Parts()
         {"W25X40CL", 0x1330EF, 0xEF12EF, 0x121212, k512K, FlashOpcodes::Common},
         {"SST25VF512", kNoAnswer, 0xBF48BF, kNoAnswer, k64K, FlashOpcodes::Sst},
         {"PM25LV512", kNoAnswer, kNoAnswer, 0x7F7B9D, k64K, FlashOpcodes::Pmc},
+        // 1 MiB, room for the SPCA2650's 768 KiB image area; no ID table knows it.
+        {"GD25Q80C", 0x1440C8, 0xC813C8, 0x131313, k1M, FlashOpcodes::Common},
         // Answers no ID opcode; an ordinary part otherwise.
         {"NONE", kNoAnswer, kNoAnswer, kNoAnswer, k64K, FlashOpcodes::Common},
     };

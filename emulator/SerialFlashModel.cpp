@@ -34,8 +34,11 @@ void SerialFlashModel::Erase_Sector(std::uint32_t address)
 
 void SerialFlashModel::Program(std::uint32_t address, const std::uint8_t* data, std::size_t length)
 {
-    for (std::size_t i = 0; i < length; ++i)
-        m_memory[Index(address + static_cast<std::uint32_t>(i))] &= data[i];
+    for (std::size_t i = 0; i < length; ++i) {
+        const std::size_t index = Index(address + static_cast<std::uint32_t>(i));
+        const auto stuck = m_stuck.find(index);
+        m_memory[index] &= static_cast<std::uint8_t>(data[i] | (stuck == m_stuck.end() ? 0 : stuck->second));
+    }
 }
 
 void SerialFlashModel::Read(std::uint32_t address, std::uint8_t* data, std::size_t length) const

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <vector>
 
 namespace korvane::emulator {
@@ -27,12 +28,16 @@ public:
     void Read(std::uint32_t address, std::uint8_t* data, std::size_t length) const;
     // Sets bytes directly, as a flash programmer would before assembly.
     void Load(std::uint32_t address, const std::vector<std::uint8_t>& bytes);
+    // Makes bits of a byte that programming cannot clear (a worn cell).
+    void Set_Stuck_Bits(std::uint32_t address, std::uint8_t bits) { m_stuck[Index(address)] = bits; }
+    void Clear_Stuck_Bits() { m_stuck.clear(); }
 
 private:
     std::size_t Index(std::uint32_t address) const { return address % m_memory.size(); }
 
     FlashPart m_part;
     std::vector<std::uint8_t> m_memory;
+    std::map<std::size_t, std::uint8_t> m_stuck;
 };
 
 } // namespace korvane::emulator

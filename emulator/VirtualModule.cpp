@@ -50,14 +50,25 @@ int VirtualModule::Answer(const std::string& node, const XuQuery& query, std::ui
         QueryRecord record{node, query, {}, 0};
         if (Is_Set_Request(query.query))
             record.data.assign(data, data + query.size);
-        error = m_faults.Next(query);
+        if (m_powered && m_powerLossIn == 0) {
+            m_powered = false;
+            m_powerLossIn = -1;
+            restartRequested = true;
+        } else if (m_powerLossIn > 0) {
+            --m_powerLossIn;
+        }
+        error = m_powered ? m_faults.Next(query) : ENODEV;
         if (error == 0)
             error = m_chip ? m_chip->Answer(query, data) : ENOENT;
         if (error == 0 && !Is_Set_Request(query.query))
             record.data.assign(data, data + query.size);
         record.error = error;
         m_queries.push_back(std::move(record));
-        restartRequested = m_chip && m_chip->Take_Restart_Request();
+        // A chip that restarts answers nothing more until it is back.
+        if (m_chip && m_chip->Take_Restart_Request()) {
+            m_powered = false;
+            restartRequested = true;
+        }
     }
     if (restartRequested && m_restartListener)
         m_restartListener();
@@ -106,8 +117,33 @@ void VirtualModule::Set_Restart_Listener(std::function<void()> listener)
 void VirtualModule::Restart_Chip()
 {
     std::lock_guard<std::mutex> lock(m_mutex);
-    if (m_chip)
+    m_powered = true;
+    if (m_chip) {
         m_chip->Restart();
+        m_boots.push_back(m_chip->Booted());
+    }
+}
+
+std::vector<Boot_Mode> VirtualModule::Boots() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_boots;
+}
+
+void VirtualModule::Lose_Power_After(int queries)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_powerLossIn = queries;
+}
+
+void VirtualModule::Renumber(int videoNumber)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_config.nodes.empty())
+        return;
+    const int shift = videoNumber - m_config.nodes.front().number;
+    for (VideoNodeConfig& node : m_config.nodes)
+        node.number += shift;
 }
 
 } // namespace korvane::emulator

@@ -53,17 +53,32 @@ public:
     std::uint8_t Isp(std::uint16_t address);
     void Set_Isp(std::uint16_t address, std::uint8_t value);
 
-    // Called on the handler thread after the host asked the chip to restart.
+    // Called on the handler thread after the host asked the chip to restart
+    // (or to change its mode), and after a power loss: the module leaves the bus.
     void Set_Restart_Listener(std::function<void()> listener);
-    // Power-on state again, as after a restart.
+    // Power-on state again, as after a restart; the flash decides what boots.
     void Restart_Chip();
+    // What the chip booted at each restart since it was made, in order.
+    std::vector<Boot_Mode> Boots() const;
+
+    // The power fails at the query after the next `queries` ones: that query
+    // and every later one fail with ENODEV and are not carried out, and the
+    // module leaves the bus; it comes back like a restarted one, with
+    // whatever its flash then holds. Negative: no power loss.
+    void Lose_Power_After(int queries);
+
+    // Moves the module's video nodes to start at that number (the module must be off the bus).
+    void Renumber(int videoNumber);
 
 private:
     ModuleConfig m_config;
-    mutable std::mutex m_mutex; // guards m_chip's state, m_faults and m_queries
+    mutable std::mutex m_mutex; // guards m_chip's state, m_faults, m_queries, m_powered, m_powerLossIn, m_boots
     std::unique_ptr<ChipModel> m_chip;
     FaultPlan m_faults;
     std::vector<QueryRecord> m_queries;
+    bool m_powered = true;  // false from a restart request or power loss until the chip restarts
+    int m_powerLossIn = -1; // queries left before the power fails; negative: never
+    std::vector<Boot_Mode> m_boots;
     std::function<void()> m_restartListener; // set before the module is plugged in
 };
 

@@ -75,6 +75,10 @@ VirtualTestbed::Slot& VirtualTestbed::Slot_Of(const VirtualModule& module)
 void VirtualTestbed::Plug(Slot& slot)
 {
     VirtualModule& module = *slot.module;
+    if (slot.nextVideoNumber) {
+        module.Renumber(*slot.nextVideoNumber);
+        slot.nextVideoNumber.reset();
+    }
     for (const VideoNodeConfig& node : module.Config().nodes) {
         m_nodes.push_back(std::make_unique<IoctlNode>(module, node));
         IoctlNode& handler = *m_nodes.back();
@@ -128,6 +132,12 @@ void VirtualTestbed::Replug(VirtualModule& module)
         return;
     module.Restart_Chip();
     Plug(slot);
+}
+
+void VirtualTestbed::Move_On_Reappearance(VirtualModule& module, int videoNumber)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    Slot_Of(module).nextVideoNumber = videoNumber;
 }
 
 bool VirtualTestbed::Is_Plugged(const VirtualModule& module)

@@ -52,6 +52,9 @@ public:
     // after this delay (default 1 s); with no delay it stays away until Replug.
     void Set_Restart_Delay(std::optional<std::chrono::milliseconds> delay);
 
+    // The next time the module comes onto the bus, its video nodes start at that number.
+    void Move_On_Reappearance(VirtualModule& module, int videoNumber);
+
     // The directory that stands in for / (its sys and dev).
     std::string Root_Dir() const;
 
@@ -61,6 +64,7 @@ private:
         std::unique_ptr<VirtualModule> module;
         bool plugged = false;
         int timesPlugged = 0;
+        std::optional<int> nextVideoNumber;
         std::vector<IoctlNode*> liveNodes;
     };
 

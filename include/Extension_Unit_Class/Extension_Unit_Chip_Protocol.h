@@ -84,6 +84,12 @@ private:
     void Adopt_Flash_Commands(const Serial_Flash_Id& id);
     Flash_Piece_Channel Piece_Channel();
 
+    // True when the image has a form this chip's download takes (and, when
+    // whole is set, fits the chip's image area).
+    bool Takes_Image(const std::uint8_t* image, std::uint32_t length, bool whole) const;
+    // One step of download progress: counted, printed and stored through progress.
+    void Take_Download_Step(float* progress);
+
     const Extension_Unit_Chip_Table& m_table;
     std::unique_ptr<Extension_Unit_Base_Class> m_ownedExtUnit;
     bool m_flashIdentified;

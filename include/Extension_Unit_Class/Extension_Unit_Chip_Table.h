@@ -17,6 +17,26 @@ enum class Flash_Id_Source
     Isp_Registers, // ISP registers 0x2C24 to 0x2C26
 };
 
+// One ISP register write of a fixed sequence.
+struct Isp_Register_Write
+{
+    std::uint16_t address;
+    std::uint8_t value;
+};
+
+constexpr std::size_t RESET_SEQUENCE_LENGTH = 6;
+
+// Where the chip keeps its firmware and how a download goes.
+struct Firmware_Layout
+{
+    std::int32_t imageTypes[2];     // FirmwareType values the chip takes (0: unused entry)
+    std::uint32_t areaStart;        // flash address of the image
+    std::uint32_t areaLength;       // bytes erased and written, whatever the image's length
+    std::uint32_t headerAddress;    // the image header that the boot-code switch clears
+    bool stepAfterFlashType;        // a progress step after the command set is loaded
+    Isp_Register_Write resetSequence[RESET_SEQUENCE_LENGTH]; // restarts the chip
+};
+
 struct Extension_Unit_Chip_Table
 {
     std::uint16_t unitId;               // extension-unit id of the chip
@@ -28,6 +48,7 @@ struct Extension_Unit_Chip_Table
     std::uint8_t Allow_Read_Flash_Piece_index[3]; // user piece index -> 4096-byte flash piece
     float progressDivisor;                       // download steps per percent
     Flash_Id_Source flashIdSource;
+    Firmware_Layout firmware;
 };
 
 // How a chip test reads the identification registers and decides.

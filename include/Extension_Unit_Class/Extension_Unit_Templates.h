@@ -32,6 +32,7 @@ struct Extension_Unit_Templates
     Windows_UVC_xu_control_unit Windows_get_flash_id;   // 3 ID bytes of the loaded ID opcode
     Windows_UVC_xu_control_unit Windows_set_sector_erase; // erases the 4096-byte sector at the address
     Windows_UVC_xu_control_unit Windows_set_piece_addr;
+    Windows_UVC_xu_control_unit Windows_set_program_window; // programs 64 bytes at the piece address
 };
 
 // The templates of a chip whose extension unit has the given id.
@@ -49,6 +50,7 @@ constexpr Extension_Unit_Templates Make_Extension_Unit_Templates(std::uint16_t u
         {Get_Len_Request(unit, XU_SEL_FLASH_ID, 3), Get_Cur_Request(unit, XU_SEL_FLASH_ID, 3)},
         {Get_Len_Request(unit, XU_SEL_SECTOR_ERASE, 4), Set_Cur_Request(unit, XU_SEL_SECTOR_ERASE, 4)},
         {Get_Len_Request(unit, XU_SEL_PIECE_ADDR, 4), Set_Cur_Request(unit, XU_SEL_PIECE_ADDR, 4)},
+        {Get_Len_Request(unit, XU_SEL_PROGRAM_WINDOW, 64), Set_Cur_Request(unit, XU_SEL_PROGRAM_WINDOW, 64)},
     };
 }
 

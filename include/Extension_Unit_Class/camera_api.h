@@ -12,6 +12,8 @@
 // replaced or deleted; using it then is the caller's mistake.
 
 #include "Extension_Unit_Class/Extension_Unit_Base_Protocol.h"
+#include "Extension_Unit_Class/Firmware_Form.h"
+#include "Extension_Unit_Class/ISP_TYPE.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -37,26 +39,6 @@ typedef struct _info_camera_os_
     std::uint64_t devnum;
     char location[260];
 } info_camera_os;
-
-// Chip type numbers used by firmware identification.
-enum ISP_TYPE : std::int32_t
-{
-    SPCA_UNKNOWNIC = 100,
-    SPCA_AllIC = 101,
-    SPCA_2000BC = 102,
-    SPCA_2000D = 103,
-    SPCA_2080 = 104,
-    SPCA_2088 = 105,
-    SPCA_2082 = 106,
-    SPCA_2085 = 107,
-    SPCA_2089 = 108,
-    SPCA_2610 = 109,
-    SPCA_2650 = 110,
-    SPCA_2720 = 111,
-    SPCA_2110 = 112,
-    SPCA_2120 = 113,
-    SPCA_2282 = 114,
-};
 
 struct _Device_Point_;
 
@@ -137,6 +119,17 @@ int Camera_Flash_W_Api(_Device_Point_* device, int piece, std::uint8_t* buffer);
 // The 16-byte identification block.
 int Camera_Get_ExID_Api(_Device_Point_* device, std::uint8_t* buffer);
 int Camera_Set_ExID_Api(_Device_Point_* device, std::uint8_t* buffer);
+
+// Writes a firmware image into the record's camera (progress in percent
+// through progress, which may be null, and on standard error). The image
+// must be of an accepted form (FW_Support_Device). Models that need it are
+// first switched into a state that takes a download and found again, by
+// their USB identity, after they re-enumerated: the camera list is then
+// built anew, and records made before, this one included, must not be used
+// any more. 0, or -1 (null record, read-back difference), -2, -3, -4 (no
+// flash identified), -5 (unsupported image), -6 (the camera did not come
+// back), -8 (the chip refuses a download).
+int Camera_Updata(_Device_Point_* device, const unsigned char* image, unsigned int length, float* progress);
 
 // Sets the library's log stream; null switches logging off.
 void SetLog(FILE* stream);

@@ -1,22 +1,25 @@
 #include "Extension_Unit_Class/Extension_Unit_Chip_Protocol.h"
 
+#include "Extension_Unit_Class/Firmware_Form.h"
 #include "Extension_Unit_Class/camera_api.h"
 
 #include "Flash_Piece_Channel.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstring>
 #include <utility>
 #include <vector>
 
-// Firmware download, the boot-code switch and the chip restart are not
-// implemented yet: until they are, they report -1 without sending anything.
+#include <unistd.h>
 
 namespace {
 
-constexpr int kNotAvailable = -1;
 constexpr int kBadArgument = -1;
+constexpr int kVerifyFailed = -1;
+constexpr int kResetFailed = -1;
+constexpr int kImageDoesNotFit = -2;
 constexpr int kPieceTransferFailed = -3;
 constexpr int kNoFlash = -4;
 constexpr int kPieceOutOfRange = -7;
@@ -28,6 +31,17 @@ constexpr std::size_t kExidLength = 16;
 constexpr std::uint8_t kIdOpcodeIndex = 13;
 constexpr std::uint16_t kFlashIdRegister = 0x2C24;
 constexpr std::uint8_t kNoGpioFunction = 255;
+// Only this much of each piece is compared after a download, whatever the piece length.
+constexpr std::size_t kComparedBytes = 1024;
+constexpr std::size_t kProgramWindowLength = 64;
+constexpr useconds_t kPiecePause = 10000;
+
+// The log line of one transfer result, in the library's "[name]=value" form.
+void Log_Result(const char* name, int result)
+{
+    if (FILE* log = Camera_Log_Stream())
+        std::fprintf(log, "\r\n[%s]=%d\r\n", name, result);
+}
 
 std::uint32_t Piece_Address(std::uint16_t piece) { return static_cast<std::uint32_t>(piece) << 12; }
 
@@ -201,11 +215,122 @@ int Extension_Unit_Chip_Protocol::Get_Flash_Length_Mes(std::uint16_t& length)
     return Piece_Channel().Query_Length(SF_Command_Set.SF_ReadId, length);
 }
 
-int Extension_Unit_Chip_Protocol::Set_Rom_Code(std::uint8_t*, std::uint32_t) { return kNotAvailable; }
+bool Extension_Unit_Chip_Protocol::Takes_Image(const std::uint8_t* image, std::uint32_t length, bool whole) const
+{
+    const Firmware_Layout& layout = m_table.firmware;
+    const std::int32_t type = FirmwareType(image, length);
+    const bool known = std::find(std::begin(layout.imageTypes), std::end(layout.imageTypes), type) !=
+                       std::end(layout.imageTypes);
+    return type != 0 && known && (!whole || length <= layout.areaLength);
+}
 
-int Extension_Unit_Chip_Protocol::Download_Firmware(std::uint8_t*, std::uint32_t, float*) { return kNotAvailable; }
+void Extension_Unit_Chip_Protocol::Take_Download_Step(float* progress)
+{
+    ++u_StepNum;
+    f_Schedule = static_cast<float>(u_StepNum) / m_table.progressDivisor;
+    std::fprintf(stderr, "DownLoad Schedule %f %%\r\n", f_Schedule);
+    if (progress)
+        *progress = f_Schedule;
+}
 
-int Extension_Unit_Chip_Protocol::reset() { return kNotAvailable; }
+// Erases the image area from the top, writes and verifies it piece by piece
+// and writes the piece with the image header last, so that a download that
+// stops half-way leaves no valid header over a partial image.
+int Extension_Unit_Chip_Protocol::Download_Firmware(std::uint8_t* image, std::uint32_t length, float* progress)
+{
+    Trace_Flash_Path();
+    const Firmware_Layout& layout = m_table.firmware;
+    if (!Takes_Image(image, length, true))
+        return kImageDoesNotFit;
+    u_StepNum = 0;
+    Take_Download_Step(progress);
+
+    std::vector<std::uint8_t> readBack(Flash_Piece_Channel::PIECE_SIZE, 0);
+    if (const int loaded = Set_Flash_type(false))
+        return loaded;
+    if (layout.stepAfterFlashType)
+        Take_Download_Step(progress);
+    std::uint16_t pieceLength = 0;
+    if (Get_Flash_Length_Mes(pieceLength) != 0)
+        return kPieceTransferFailed;
+    // A length that does not divide the area cannot be written; nothing is erased yet.
+    if (pieceLength == 0 || layout.areaLength % pieceLength != 0)
+        return kPieceTransferFailed;
+    Take_Download_Step(progress);
+
+    Flash_Piece_Channel channel = Piece_Channel();
+    for (std::uint32_t offset = layout.areaLength; offset > 0;) {
+        offset -= Flash_Piece_Channel::PIECE_SIZE;
+        const int erased = channel.Erase_Sector(layout.areaStart + offset);
+        Log_Result("return_", erased);
+        if (erased != 0)
+            return kPieceTransferFailed;
+        Take_Download_Step(progress);
+    }
+
+    std::vector<std::uint8_t> padded(layout.areaLength, 0);
+    std::copy_n(image, length, padded.begin());
+    readBack.resize(std::max<std::size_t>(readBack.size(), pieceLength));
+    const std::uint32_t pieces = layout.areaLength / pieceLength;
+    const std::size_t compared = std::min<std::size_t>(kComparedBytes, pieceLength);
+    for (std::uint32_t n = 1; n <= pieces; ++n) {
+        // Pieces 1 .. N-1 in rising order, then piece 0.
+        const std::uint32_t piece = n % pieces;
+        const std::uint32_t offset = piece * pieceLength;
+        std::uint8_t* data = padded.data() + offset;
+        if (channel.Write_Piece(layout.areaStart + offset, data, pieceLength) != 0)
+            return kPieceTransferFailed;
+        usleep(kPiecePause);
+        Take_Download_Step(progress);
+        if (channel.Read_Back_Piece(layout.areaStart + offset, readBack.data(), pieceLength) != 0)
+            return kPieceTransferFailed;
+        usleep(kPiecePause);
+        Take_Download_Step(progress);
+        if (!std::equal(data, data + compared, readBack.begin())) {
+            // The header sector is blanked so that the chip starts its boot code.
+            std::vector<std::uint8_t> blank(Flash_Piece_Channel::PIECE_SIZE, 0xFF);
+            Write_ISP_Mem_Piece(static_cast<std::uint16_t>(layout.headerAddress >> 12), blank.data());
+            reset();
+            return kVerifyFailed;
+        }
+    }
+    Take_Download_Step(progress);
+    reset();
+    return 0;
+}
+
+// Clears the image header (programming only clears bits, so the rest of the
+// window stays as it was): the chip then starts its ROM boot code.
+int Extension_Unit_Chip_Protocol::Set_Rom_Code(std::uint8_t* image, std::uint32_t length)
+{
+    Trace_Flash_Path();
+    if (length == 0 || !Takes_Image(image, length, false)) {
+        reset();
+        return kImageDoesNotFit;
+    }
+    if (const int loaded = Set_Flash_type(false))
+        return loaded;
+    std::uint16_t pieceLength = 0;
+    if (Get_Flash_Length_Mes(pieceLength) != 0)
+        return kPieceTransferFailed;
+    std::uint8_t window[kProgramWindowLength];
+    std::fill(std::begin(window), std::end(window), 0xFF);
+    window[0] = 0x00;
+    window[1] = 0x00;
+    if (Piece_Channel().Program_Window(m_table.firmware.headerAddress, window) != 0)
+        return kPieceTransferFailed;
+    usleep(kPiecePause);
+    reset();
+    return 0;
+}
+
+int Extension_Unit_Chip_Protocol::reset()
+{
+    for (const Isp_Register_Write& write : m_table.firmware.resetSequence)
+        if (Write_ISP_Register(write.address, write.value) != 0)
+            return kResetFailed;
+    return 0;
+}
 
 // The identification block is 16 bytes at offset 3584 of ISP memory piece 13.
 int Extension_Unit_Chip_Protocol::Read_Exid(std::uint8_t* buffer)

@@ -1,5 +1,7 @@
 #include "Extension_Unit_Class/Extension_Unit_SPCA2085_Protocol.h"
 
+#include "Extension_Unit_Class/Firmware_Form.h"
+
 #include <iterator>
 
 namespace {
@@ -16,6 +18,9 @@ const Extension_Unit_Chip_Table kTable = {
     {15, 14, 0},
     1.48f,
     Flash_Id_Source::Id_Selector,
+    // 64 KiB from 0: 1 + 1 + 1 + 16 + 2 x 63 + 2 + 1 = 148 steps with 1024-byte pieces.
+    {{SPCA_2085, 0}, 0x0, 0x10000, 0x0, true,
+     {{0x2034, 0x00}, {0x2030, 0xFF}, {0x2031, 0x00}, {0x2032, 0x00}, {0x2033, 0x02}, {0x2034, 0x01}}},
 };
 
 const Chip_Id_Rule kRules[] = {

@@ -1,5 +1,7 @@
 #include "Extension_Unit_Class/Extension_Unit_SPCA2650_Protocol.h"
 
+#include "Extension_Unit_Class/Firmware_Form.h"
+
 #include <iterator>
 
 namespace {
@@ -15,6 +17,10 @@ const Extension_Unit_Chip_Table kTable = {
     {46, 45, 44},
     5.8f,
     Flash_Id_Source::Isp_Registers,
+    // 768 KiB from 0, the CY mark at 0x100 as header:
+    // 1 + 1 + 1 + 192 + 2 x 191 + 2 + 1 = 580 steps with 4096-byte pieces.
+    {{SPCA_2650, FIRMWARE_VARIANT_1 | SPCA_2650}, 0x0, 0xC0000, FIRMWARE_LARGE_MARK_OFFSET, true,
+     {{0x2034, 0x00}, {0x2030, 0xFF}, {0x2031, 0x00}, {0x2032, 0x00}, {0x2033, 0x02}, {0x2034, 0x01}}},
 };
 
 // Decides on the id alone; 0x2051 and 0x20D9 are read and logged only.

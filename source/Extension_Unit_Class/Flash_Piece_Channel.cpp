@@ -99,3 +99,28 @@ int Flash_Piece_Channel::Program(std::uint32_t address, std::uint8_t* buffer)
     }
     return 0;
 }
+
+int Flash_Piece_Channel::Write_Piece(std::uint32_t address, std::uint8_t* data, std::uint16_t length)
+{
+    const Windows_UVC_xu_control_unit transfer = {Get_Len_Request(m_table.unitId, XU_SEL_PIECE_DATA, length),
+                                                  Set_Cur_Request(m_table.unitId, XU_SEL_PIECE_DATA, length)};
+    if (Set_Address(address) != 0 || Transaction(transfer, data) != 0)
+        return kTransferFailed;
+    return 0;
+}
+
+int Flash_Piece_Channel::Read_Back_Piece(std::uint32_t address, std::uint8_t* data, std::uint16_t length)
+{
+    const Windows_UVC_xu_control_unit transfer = {Get_Len_Request(m_table.unitId, XU_SEL_PIECE_DATA, length),
+                                                  Get_Cur_Request(m_table.unitId, XU_SEL_PIECE_DATA, length)};
+    if (Set_Address(address) != 0 || Transaction(transfer, data) != 0)
+        return kTransferFailed;
+    return 0;
+}
+
+int Flash_Piece_Channel::Program_Window(std::uint32_t address, std::uint8_t* data)
+{
+    if (Set_Address(address) != 0 || Transaction(m_table.templates.Windows_set_program_window, data) != 0)
+        return kTransferFailed;
+    return 0;
+}

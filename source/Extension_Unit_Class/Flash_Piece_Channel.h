@@ -26,6 +26,11 @@ public:
     // Programs the piece at address in transfers of the chip's write length,
     // pausing 10 ms after each; 0, or -3 at the first failed transfer.
     int Program(std::uint32_t address, std::uint8_t* buffer);
+    // One transfer of length bytes to or from address, without a pause; 0 or -3.
+    int Write_Piece(std::uint32_t address, std::uint8_t* data, std::uint16_t length);
+    int Read_Back_Piece(std::uint32_t address, std::uint8_t* data, std::uint16_t length);
+    // Programs the 64 bytes of the program window at address; 0 or -3.
+    int Program_Window(std::uint32_t address, std::uint8_t* data);
 
 private:
     int Single(Windows_UVC_xu_control request, void* data);

@@ -1,0 +1,146 @@
+// Camera_Updata: firmware update through the flat API, with the mode change
+// or boot-code switch a model needs and the search for the camera after it
+// has come back on the bus.
+
+#include "Extension_Unit_Class/camera_api.h"
+
+#include "Extension_Unit_Class/CameraDevice.h"
+#include "Extension_Unit_Class/Extension_Unit_Functions.h"
+
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+namespace {
+
+constexpr int kFailed = -1;
+constexpr int kNoFlash = -4;
+constexpr int kUnsupportedForm = -5;
+constexpr int kDidNotReappear = -6;
+constexpr int kRefusedByChip = -8;
+
+constexpr std::uint16_t kDownloadStateRegister = 0x2310;
+constexpr std::uint16_t kModeRegister = 0x20D8;
+constexpr std::uint8_t kModeChange = 0x5A;
+constexpr unsigned kSettleSeconds = 1;
+constexpr int kRegisterPathRounds = 30;
+constexpr int kBootCodePathRounds = 20;
+
+enum class Update_Path
+{
+    Mode_Change,           // state register check, mode change, then find the camera again
+    Mode_Change_Boot_Code, // mode change, then the boot-code path
+    Boot_Code,             // the chip starts its ROM boot code, then find the camera again
+    Direct,                // download at once
+};
+
+Update_Path Path_Of(const std::string& model)
+{
+    static const char* const modeChange[] = {"QLVR_56_0", "QLVR_56_1", "QLVR_56_2", "QLVR_56_3"};
+    static const char* const bootCode[] = {"QLV_1080P_1", "QLV_1080P_2", "QLV_8M_1", "QLV_8M_2", "QLV_8M_3"};
+    for (const char* name : modeChange)
+        if (model == name)
+            return Update_Path::Mode_Change;
+    if (model == "QLVR_1080p_3D")
+        return Update_Path::Mode_Change_Boot_Code;
+    for (const char* name : bootCode)
+        if (model == name)
+            return Update_Path::Boot_Code;
+    return Update_Path::Direct;
+}
+
+// The camera's information record with its identity string in deviceID:
+// USB vendor and product ids and serial number, which stay the same when the
+// camera re-enumerates (its node and bus address may not); the bus place
+// stands in for a camera without a serial number.
+info_camera_os Identified_Information(_Device_Point_* device)
+{
+    info_camera_os info;
+    std::memset(&info, 0, sizeof info);
+    Camera_Get_information_Api(device, &info);
+    info_camera_String strings;
+    Camera_Get_Info_String_Api(device, &strings);
+    char ids[16];
+    std::snprintf(ids, sizeof ids, "%04x:%04x:", info.vid, info.pid);
+    const std::string identity = std::string(ids) + (strings.iSerialNumber[0] ? strings.iSerialNumber : info.location);
+    identity.copy(info.deviceID, sizeof info.deviceID - 1);
+    return info;
+}
+
+// Builds the camera list anew, up to `rounds` times a second apart, until a
+// camera with that identity is on it; that camera's download result, or -6.
+int Find_Again_And_Download(const std::string& identity, int rounds, std::uint8_t* image, unsigned int length,
+                            float* progress)
+{
+    Camera_UnInit();
+    for (int round = 0; round < rounds; ++round) {
+        if (round > 0)
+            sleep(kSettleSeconds);
+        const int count = Camera_Init();
+        for (int index = 0; index < count; ++index) {
+            _Device_Point_* candidate = Camera_Device_Point_Init(index);
+            if (!candidate)
+                continue;
+            const info_camera_os info = Identified_Information(candidate);
+            Extension_Unit_Base_Protocol* protocol = candidate->p_device;
+            Camera_Device_Point_UnInit(&candidate);
+            if (identity == info.deviceID)
+                return Download_Firmware(protocol, image, length, progress);
+        }
+    }
+    return kDidNotReappear;
+}
+
+int Boot_Code_Path(Extension_Unit_Base_Protocol* protocol, const std::string& identity, std::uint8_t* image,
+                   unsigned int length, float* progress)
+{
+    if (const int switched = Set_Rom_Code(protocol, image, length))
+        return switched;
+    sleep(kSettleSeconds);
+    return Find_Again_And_Download(identity, kBootCodePathRounds, image, length, progress);
+}
+
+} // namespace
+
+int Camera_Updata(_Device_Point_* device, const unsigned char* image, unsigned int length, float* progress)
+{
+    if (!device || !device->p_device)
+        return kFailed;
+    if (device->FlashType == 0)
+        return kNoFlash;
+    // The chip operations take writable buffers; the caller's image is never changed.
+    std::vector<std::uint8_t> copy;
+    if (image)
+        copy.assign(image, image + length);
+    std::uint8_t* bytes = image ? copy.data() : nullptr;
+    if (FW_Support_Device(bytes, length, 0, false) != 1)
+        return kUnsupportedForm;
+
+    Extension_Unit_Base_Protocol* protocol = device->p_device;
+    const std::string identity = Identified_Information(device).deviceID;
+    switch (Path_Of(This_is(protocol))) {
+    case Update_Path::Mode_Change: {
+        std::uint8_t state = 0;
+        if (const int read = Read_ISP_Register(protocol, kDownloadStateRegister, &state))
+            return read;
+        if (state == 4 || state == 5)
+            return kRefusedByChip;
+        // The chip leaves the bus to change its mode, so the write's own result says little.
+        Write_ISP_Register(protocol, kModeRegister, kModeChange);
+        sleep(kSettleSeconds);
+        return Find_Again_And_Download(identity, kRegisterPathRounds, bytes, length, progress);
+    }
+    case Update_Path::Mode_Change_Boot_Code:
+        Write_ISP_Register(protocol, kModeRegister, kModeChange);
+        sleep(kSettleSeconds);
+        return Boot_Code_Path(protocol, identity, bytes, length, progress);
+    case Update_Path::Boot_Code:
+        return Boot_Code_Path(protocol, identity, bytes, length, progress);
+    case Update_Path::Direct:
+        break;
+    }
+    return Download_Firmware(protocol, bytes, length, progress);
+}
