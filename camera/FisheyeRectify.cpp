@@ -10,6 +10,8 @@
 #include <tuple>
 #include <vector>
 
+#include <opencv2/imgproc.hpp>
+
 namespace {
 
 // Columns [begin, end) of one row that a mask keeps; begin == end: none.
@@ -331,6 +333,54 @@ void convertRawFisheyeImage(int radius, cv::Mat& left, cv::Mat& right)
     const std::shared_ptr<const RowSpans> spans = circleSpanCache().spans(left.rows, left.cols, radius);
     blackOutsideSpans(left, *spans);
     blackOutsideSpans(right, *spans);
+}
+
+FixedPointMaps FixedPointMaps::from(const cv::Mat& mapX, const cv::Mat& mapY)
+{
+    FixedPointMaps fixed;
+    if (mapX.empty() || mapY.empty() || mapX.size() != mapY.size() || mapX.type() != CV_32FC1 ||
+        mapY.type() != CV_32FC1)
+        return fixed;
+    cv::convertMaps(mapX, mapY, fixed.positions, fixed.fractions, CV_16SC2);
+    fixed.sourceX = mapX;
+    fixed.sourceY = mapY;
+    return fixed;
+}
+
+bool FixedPointMaps::madeFrom(const cv::Mat& mapX, const cv::Mat& mapY) const
+{
+    return !positions.empty() && sourceX.data == mapX.data && sourceY.data == mapY.data &&
+           sourceX.size() == mapX.size() && sourceY.size() == mapY.size();
+}
+
+void splitRawFisheyeFrame(int radius, const cv::Mat& frame, cv::Mat& left, cv::Mat& right)
+{
+    const int half = frame.cols / 2;
+    if (frame.dims != 2 || half == 0 || frame.rows == 0) {
+        left = frame(cv::Rect(0, 0, half, frame.rows)).clone();
+        right = frame(cv::Rect(half, 0, half, frame.rows)).clone();
+        return;
+    }
+    // Fresh images: buffers the caller's images share with others stay untouched.
+    left = cv::Mat(frame.rows, half, frame.type());
+    right = cv::Mat(frame.rows, half, frame.type());
+    const std::shared_ptr<const RowSpans> spans = circleSpanCache().spans(frame.rows, half, radius);
+    const size_t pixelBytes = frame.elemSize();
+    const size_t rowBytes = static_cast<size_t>(half) * pixelBytes;
+    for (int i = 0; i < frame.rows; ++i) {
+        const uchar* source = frame.ptr(i);
+        const RowSpan span = (*spans)[static_cast<size_t>(i)];
+        const size_t begin = static_cast<size_t>(std::max(span.begin, 0)) * pixelBytes;
+        const size_t end = std::max(begin, static_cast<size_t>(std::max(span.end, 0)) * pixelBytes);
+        uchar* rows[2] = {left.ptr(i), right.ptr(i)};
+        for (int eye = 0; eye < 2; ++eye) {
+            uchar* row = rows[eye];
+            const uchar* from = source + static_cast<size_t>(eye) * rowBytes;
+            std::memset(row, 0, begin);
+            std::memcpy(row + begin, from + begin, end - begin);
+            std::memset(row + end, 0, rowBytes - end);
+        }
+    }
 }
 
 void convertRawFisheyeImage(cv::Mat& left, cv::Mat& right, float a, float b, float c, float d)

@@ -35,6 +35,28 @@ double MatRowMul(cv::Mat m, double a, double b, double c, int row);
 // nothing happens unless both are non-empty and of the same size.
 void convertRawFisheyeImage(int radius, cv::Mat& left, cv::Mat& right);
 
+// A float map pair (x map, y map) in the fixed-point form that remap uses
+// internally for bilinear interpolation (CV_16SC2 integer positions,
+// CV_16UC1 interpolation table indices), with the float maps it was made
+// from. Remapping with it gives the same image as with those float maps.
+struct FixedPointMaps
+{
+    cv::Mat positions;
+    cv::Mat fractions;
+    cv::Mat sourceX, sourceY; // shallow: tells whether the float maps are still these
+
+    // Converts the pair (empty maps give an empty result).
+    static FixedPointMaps from(const cv::Mat& mapX, const cv::Mat& mapY);
+    // Whether this was made from exactly these float maps.
+    bool madeFrom(const cv::Mat& mapX, const cv::Mat& mapY) const;
+};
+
+// Splits a side-by-side frame into fresh left (columns 0 to cols/2 - 1) and
+// right (columns cols/2 to 2 (cols/2) - 1) images and masks both as the
+// circular form above does, in one pass over the frame: the same pixels as
+// copying the halves and then masking them.
+void splitRawFisheyeFrame(int radius, const cv::Mat& frame, cv::Mat& left, cv::Mat& right);
+
 // Blacks out, in both images, every pixel (i, j) with
 // (i - cy)^2/A^2 + (j - cx)^2/B^2 > 1 in single precision, where
 // A = rows/2 + a, B = cols/2 + b, cx = cols/2 + c and cy = rows/2 + d.

@@ -185,6 +185,10 @@ protected:
     // Rectification maps, [eye: 0 left, 1 right][0 x map, 1 y map].
     cv::Mat m_perspectiveMaps[2][2];
     cv::Mat m_lonLatMaps[2][2];
+    // Fixed-point forms of the map pairs above, [eye], for the per-frame
+    // remaps: the same output for less work.
+    FixedPointMaps m_perspectiveFixed[2];
+    FixedPointMaps m_lonLatFixed[2];
     cv::Mat m_workPair[2];            // scratch pair for the frame paths
 
     std::unique_ptr<SystemLog> m_log;

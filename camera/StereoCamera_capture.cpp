@@ -4,6 +4,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <utility>
 #include <unistd.h>
 
 #include <sys/ipc.h>
@@ -109,9 +110,8 @@ void StereoCamera::captureWorker(float scale)
         if (frame.empty() || !toBgr(frame))
             continue;
         const int half = frame.cols / 2;
-        cv::Mat left = frame(cv::Rect(0, 0, half, frame.rows)).clone();
-        cv::Mat right = frame(cv::Rect(half, 0, half, frame.rows)).clone();
-        convertRawFisheyeImage(m_fisheyeRadius, left, right);
+        cv::Mat left, right;
+        splitRawFisheyeFrame(m_fisheyeRadius, frame, left, right);
         if (shared && korvane::shm::loadStatus(segment) == korvane::shm::kEmpty) {
             korvane::shm::storeStatus(segment, korvane::shm::kNewImage);
             std::memcpy(korvane::shm::imageBytes(segment), left.data,
@@ -120,8 +120,10 @@ void StereoCamera::captureWorker(float scale)
         m_frameRate = static_cast<float>(cv::getTickFrequency() / (cv::getTickCount() - t0));
 
         std::lock_guard<std::mutex> lock(m_frameMutex);
-        m_rawFrame.left = left.clone();
-        m_rawFrame.right = right.clone();
+        // The halves are this round's own fresh images: handing them over
+        // shares them with nobody, as a deep copy would.
+        m_rawFrame.left = std::move(left);
+        m_rawFrame.right = std::move(right);
         m_rawFrame.timeStamp = systemNow();
         ++m_rawFrameCount;
         m_frameCondition.notify_all();

@@ -25,11 +25,15 @@ double firstValue(const cv::Mat& m)
 }
 
 // A fresh image, so that images the caller still shares keep their pixels.
-// Bilinear, with black outside the fisheye image; empty maps throw.
-cv::Mat remapped(const cv::Mat& raw, const cv::Mat (&maps)[2])
+// Bilinear, with black outside the fisheye image; empty maps throw. Through
+// the fixed-point form when it was made from these maps: the same pixels.
+cv::Mat remapped(const cv::Mat& raw, const cv::Mat (&maps)[2], const FixedPointMaps& fixed)
 {
     cv::Mat out;
-    cv::remap(raw, out, maps[0], maps[1], cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar());
+    if (fixed.madeFrom(maps[0], maps[1]))
+        cv::remap(raw, out, fixed.positions, fixed.fractions, cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar());
+    else
+        cv::remap(raw, out, maps[0], maps[1], cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar());
     return out;
 }
 
@@ -65,6 +69,10 @@ void StereoCamera::prepareRectification(float scale)
     initRectifyMap(RightIntrinsicMatrix, RightDistortionCoefficients, RightRotation, lonLat, rightXi,
                    0.0, RectifyFrameSize, korvane::kRectifyLonLat, m_lonLatMaps[1][0],
                    m_lonLatMaps[1][1]);
+    for (int eye = 0; eye < 2; ++eye) {
+        m_perspectiveFixed[eye] = FixedPointMaps::from(m_perspectiveMaps[eye][0], m_perspectiveMaps[eye][1]);
+        m_lonLatFixed[eye] = FixedPointMaps::from(m_lonLatMaps[eye][0], m_lonLatMaps[eye][1]);
+    }
 }
 
 bool StereoCamera::getRectStereoFrame(cv::Mat& left, cv::Mat& right, cv::Mat& centre)
@@ -81,8 +89,8 @@ bool StereoCamera::getRectStereoFrame(cv::Mat& left, cv::Mat& right)
     cv::Mat rawRight;
     std::chrono::microseconds stamp{0};
     if (getStereoFrame(rawLeft, rawRight, stamp)) {
-        left = remapped(rawLeft, m_perspectiveMaps[0]);
-        right = remapped(rawRight, m_perspectiveMaps[1]);
+        left = remapped(rawLeft, m_perspectiveMaps[0], m_perspectiveFixed[0]);
+        right = remapped(rawRight, m_perspectiveMaps[1], m_perspectiveFixed[1]);
         if (m_transmit && m_transmode == 2) {
             transmitFrame(right);
         } else if (m_transmit && m_transmode == 3) {
@@ -103,13 +111,13 @@ bool StereoCamera::getRectStereoFrame(cv::Mat& left, cv::Mat& right, cv::Mat& ce
     cv::Mat rawLeft;
     cv::Mat rawRight;
     if (getStereoFrame(rawLeft, rawRight, stamp)) {
-        centre = remapped(rawLeft, m_perspectiveMaps[0]);
+        centre = remapped(rawLeft, m_perspectiveMaps[0], m_perspectiveFixed[0]);
         if (Depthmode == 2) {
             left = centre.clone();
-            right = remapped(rawRight, m_perspectiveMaps[1]);
+            right = remapped(rawRight, m_perspectiveMaps[1], m_perspectiveFixed[1]);
         } else if (Depthmode == 1) {
-            left = remapped(rawLeft, m_lonLatMaps[0]);
-            right = remapped(rawRight, m_lonLatMaps[1]);
+            left = remapped(rawLeft, m_lonLatMaps[0], m_lonLatFixed[0]);
+            right = remapped(rawRight, m_lonLatMaps[1], m_lonLatFixed[1]);
         }
     }
     return !left.empty() && !right.empty() && !centre.empty();

@@ -1,8 +1,12 @@
 // The disparity worker with one and with two pairs in flight, side by side in
 // one run, at rectified 640x480 and 928x800 from a 1856x800 source paced at
 // 30 frames per second (a PNG sequence of the synthetic module):
+//   splitAndMask   a capture round's split and mask: copies then mask
+//                  against the one-pass split
+//   remaps         the three remaps of one pair: float against fixed-point maps
 //   remapAndMatch  one pair's cost in the worker: the three remaps of
-//                  getRectStereoFrame (Depthmode 2) and SGBM with the
+//                  getRectStereoFrame (Depthmode 2, fixed-point maps as the
+//                  camera uses them) and SGBM with the
 //                  float conversion; the yardstick of latency
 //   publication    the real capture and disparity workers: publications per
 //                  second (every one counted) and latency from a raw pair's
@@ -47,6 +51,7 @@ std::chrono::microseconds systemNow()
 // the PNG sequence.
 struct Source
 {
+    cv::Mat frame;
     cv::Mat left, right;
     std::string directory;
     std::string pattern;
@@ -65,6 +70,7 @@ bool renderSource()
     const korvane::synthetic::SyntheticStereoModule module(kRawSize);
     const cv::Mat frames[2] = {module.renderFrame(0), module.renderFrame(1)};
     Source& s = source();
+    s.frame = frames[0];
     const int half = kRawSize.width / 2;
     s.left = frames[0](cv::Rect(0, 0, half, kRawSize.height)).clone();
     s.right = frames[0](cv::Rect(half, 0, half, kRawSize.height)).clone();
@@ -112,6 +118,7 @@ public:
     // The maps, as capture start builds them (the raw width scales by 1).
     void buildMaps() { prepareRectification(1.0f); }
     const cv::Mat* maps(int eye) const { return m_perspectiveMaps[eye]; }
+    const FixedPointMaps& fixedMaps(int eye) const { return m_perspectiveFixed[eye]; }
 
     std::uint64_t publications()
     {
@@ -124,6 +131,13 @@ cv::Mat remapped(const cv::Mat& raw, const cv::Mat* maps)
 {
     cv::Mat out;
     cv::remap(raw, out, maps[0], maps[1], cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar());
+    return out;
+}
+
+cv::Mat remapped(const cv::Mat& raw, const FixedPointMaps& fixed)
+{
+    cv::Mat out;
+    cv::remap(raw, out, fixed.positions, fixed.fractions, cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar());
     return out;
 }
 
@@ -140,13 +154,47 @@ void remapAndMatch(benchmark::State& state)
     cv::Ptr<cv::StereoMatcher> matcher =
         cv::StereoSGBM::create(0, 32, 9, 8 * 3 * 9 * 9, 32 * 3 * 9 * 9, 0, 0, 0, 0, 0, cv::StereoSGBM::MODE_SGBM);
     for (auto _ : state) {
-        const cv::Mat centre = remapped(s.left, camera.maps(0));
+        const cv::Mat centre = remapped(s.left, camera.fixedMaps(0));
         const cv::Mat left = centre.clone();
-        const cv::Mat right = remapped(s.right, camera.maps(1));
+        const cv::Mat right = remapped(s.right, camera.fixedMaps(1));
         cv::Mat raw, disparity;
         matcher->compute(left, right, raw);
         raw.convertTo(disparity, CV_32F, 0.0625, 0);
         benchmark::DoNotOptimize(disparity.data);
+    }
+}
+
+// One capture round's split and mask of a 1856x800 frame: 0 copies of the
+// halves then the mask, 1 the one-pass split.
+void splitAndMask(benchmark::State& state)
+{
+    const cv::Mat& frame = source().frame;
+    const int radius = kRawSize.width >> 2;
+    for (auto _ : state) {
+        cv::Mat left, right;
+        if (state.range(0) == 0) {
+            left = frame(cv::Rect(0, 0, frame.cols / 2, frame.rows)).clone();
+            right = frame(cv::Rect(frame.cols / 2, 0, frame.cols / 2, frame.rows)).clone();
+            convertRawFisheyeImage(radius, left, right);
+        } else {
+            splitRawFisheyeFrame(radius, frame, left, right);
+        }
+        benchmark::DoNotOptimize(right.data);
+    }
+}
+
+// The three remaps of one pair (Depthmode 2): 0 float maps, 1 fixed-point maps.
+void remaps(benchmark::State& state)
+{
+    BenchCamera camera(rectArg(state));
+    camera.buildMaps();
+    const Source& s = source();
+    const bool fixed = state.range(2) == 1;
+    for (auto _ : state) {
+        const cv::Mat centre = fixed ? remapped(s.left, camera.fixedMaps(0)) : remapped(s.left, camera.maps(0));
+        const cv::Mat left = centre.clone();
+        const cv::Mat right = fixed ? remapped(s.right, camera.fixedMaps(1)) : remapped(s.right, camera.maps(1));
+        benchmark::DoNotOptimize(right.data);
     }
 }
 
@@ -202,6 +250,13 @@ void publication(benchmark::State& state)
 
 void registerAll()
 {
+    benchmark::RegisterBenchmark("splitAndMask", splitAndMask)
+        ->ArgName("onePass")->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond)->UseRealTime();
+    auto* remap = benchmark::RegisterBenchmark("remaps", remaps);
+    for (const cv::Size rect : kRectSizes)
+        for (int fixed : {0, 1})
+            remap->Args({rect.width, rect.height, fixed});
+    remap->ArgNames({"w", "h", "fixed"})->Unit(benchmark::kMillisecond)->UseRealTime();
     auto* cost = benchmark::RegisterBenchmark("remapAndMatch", remapAndMatch);
     auto* rate = benchmark::RegisterBenchmark("publication", publication);
     for (const cv::Size rect : kRectSizes) {
