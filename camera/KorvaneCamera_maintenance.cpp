@@ -74,13 +74,12 @@ long fileLength(FILE* file)
     return size;
 }
 
-// The control channel does not offer a firmware download in this build, so
-// an update is reported as failed without touching the module.
-int downloadFirmware(_Device_Point_*, std::uint8_t*, std::size_t, float* progress)
+// The control channel's download, with the progress in percent.
+int downloadFirmware(_Device_Point_* handle, std::uint8_t* image, std::size_t size, float* progress)
 {
-    *progress = 0.0f;
-    std::fprintf(stderr, "Firmware download is not available in this build.\n");
-    return -1;
+    if (size > 0xFFFFFFFFu)
+        return -2;
+    return Camera_Updata(handle, image, static_cast<unsigned int>(size), progress);
 }
 
 // Operation 0. False when the output file cannot be created.

@@ -10,6 +10,7 @@
 #include "DeviceTestSupport.h"
 #include "Extension_Unit_Class/Extension_Unit_Templates.h"
 #include "Extension_Unit_Class/camera_api.h"
+#include "Firmware_Image_Generator.h"
 #include "camera/KorvaneCamera.h"
 #include "support/CaptureStream.h"
 
@@ -196,6 +197,28 @@ TEST_F(MaintenanceOperations, MissingFirmwareFileFails)
     std::string path = work().file("absent.bin");
     const std::string out = stdoutOf([&] { EXPECT_EQ(cameraSpecailOprations(0, path, 2), 0); });
     EXPECT_EQ(out, "Open firmware file: " + path + " failed\n");
+}
+
+TEST_F(MaintenanceOperations, FirmwareImageIsDownloadedAndDoneIsPrintedWithoutLineEnd)
+{
+    addModule(0);
+    const auto image = korvane::firmware::Make_Firmware_Image(
+        korvane::firmware::Firmware_Image_Kind::Header_2620, 0x9000, 4);
+    std::string path = work().write("fw.bin", std::string(image.begin(), image.end()));
+    int result = -1;
+    const std::string out = stdoutOf([&] { result = cameraSpecailOprations(0, path, 2); });
+    EXPECT_EQ(result, 1);
+    EXPECT_EQ(out, "Binary file : [" + path + "] 36864 bytes (36.0 KB) has been read\n"
+                   "Start Updating Firmware ...\ndone!");
+}
+
+TEST_F(MaintenanceOperations, RefusedFirmwareImagePrintsFailed)
+{
+    addModule(0);
+    const auto image = korvane::firmware::Make_Firmware_Image(korvane::firmware::Firmware_Image_Kind::Kun, 0x10000, 2);
+    std::string path = work().write("fw.bin", std::string(image.begin(), image.end()));
+    const std::string out = stdoutOf([&] { EXPECT_EQ(cameraSpecailOprations(0, path, 2), 1); });
+    EXPECT_NE(out.find("Start Updating Firmware ...\nfailed!\n"), std::string::npos) << out;
 }
 
 TEST_F(MaintenanceOperations, ReservedAndUnknownCodesDoNothing)
