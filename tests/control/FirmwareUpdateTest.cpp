@@ -99,6 +99,35 @@ TEST_F(FirmwareUpdateTest, The2620IsUpdatedThroughItsBootCode)
     EXPECT_EQ(module.Boots(), (std::vector<Boot_Mode>{Boot_Mode::Rom_Boot_Code, Boot_Mode::Firmware}));
 }
 
+// The power fails half-way through the download that follows the boot-code
+// switch: the module comes back in its boot code, never with a partial
+// image, and the next update succeeds.
+TEST_F(FirmwareUpdateTest, PowerLossDuringTheUpdateLeavesTheBootCode)
+{
+    VirtualModule& module = Add_Camera("2620", 0);
+    Load_Flash(module, 0, Make_Firmware_Image(Firmware_Image_Kind::Header_2620, 0x6000, 3));
+    Device(0);
+    module.Clear_Queries();
+    module.Lose_Power_After(300);
+    const Bytes image = Make_Firmware_Image(Firmware_Image_Kind::Header_2620, 0x9000, 4);
+
+    EXPECT_EQ(Update(image, nullptr), -3);
+
+    const std::vector<QueryRecord> queries = module.Queries();
+    const bool erased = std::any_of(queries.begin(), queries.end(), [](const QueryRecord& query) {
+        return query.request.selector == 0x0D && query.request.query == kSetCur && query.error == 0;
+    });
+    EXPECT_TRUE(erased) << "the power failed in the download";
+    ASSERT_TRUE(Testbed().Wait_Until_Plugged_Times(module, 3, 5s));
+    EXPECT_EQ(module.Boots(), (std::vector<Boot_Mode>{Boot_Mode::Rom_Boot_Code, Boot_Mode::Rom_Boot_Code}));
+
+    Device(0);
+    ASSERT_EQ(Update(image, nullptr), 0);
+    EXPECT_EQ(Flash_Bytes(module, 0, 0x10000), Padded(image, 0x10000));
+    ASSERT_TRUE(Testbed().Wait_Until_Plugged_Times(module, 5, 5s));
+    EXPECT_EQ(module.Boots().back(), Boot_Mode::Firmware);
+}
+
 TEST_F(FirmwareUpdateTest, CameraThatComesBackAtAnotherNodeIsFoundByItsIdentity)
 {
     VirtualModule& other = Add_Camera("2620", 0);
