@@ -27,6 +27,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include "CollectingReporter.h"
+
 #include <opencv2/calib3d.hpp>
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgcodecs.hpp>
@@ -270,22 +272,14 @@ void registerAll()
 
 // The usual output, then per rectified size one row per number of pairs in
 // flight with the ratios to its baseline.
-class SummaryReporter : public benchmark::ConsoleReporter
+class SummaryReporter : public CollectingReporter
 {
 public:
-    explicit SummaryReporter(OutputOptions options) : ConsoleReporter(options) {}
-
-    void ReportRuns(const std::vector<Run>& runs) override
-    {
-        for (const Run& run : runs)
-            if (run.run_type == Run::RT_Iteration && !run.error_occurred)
-                m_runs[run.run_name.function_name + "/" + run.run_name.args] = run;
-        ConsoleReporter::ReportRuns(runs);
-    }
+    explicit SummaryReporter(OutputOptions options) : CollectingReporter(options) {}
 
     void Finalize() override
     {
-        ConsoleReporter::Finalize();
+        CollectingReporter::Finalize();
         std::printf("\nSGBM depth from a %dx%d source at 30 fps (Depthmode 2): publications per second and\n"
                     "latency from raw time stamp to reader, against one pair in flight and one remap-and-match\n",
                     kRawSize.width, kRawSize.height);
@@ -311,49 +305,6 @@ public:
         }
         std::fflush(stdout);
     }
-
-private:
-    static double inMs(const Run& run)
-    {
-        const double t = run.GetAdjustedRealTime();
-        switch (run.time_unit) {
-        case benchmark::kNanosecond: return t * 1e-6;
-        case benchmark::kMicrosecond: return t * 1e-3;
-        case benchmark::kMillisecond: return t;
-        default: return t * 1e3;
-        }
-    }
-
-    const Run* find(const std::string& key) const
-    {
-        const auto it = m_runs.find(key);
-        return it == m_runs.end() ? nullptr : &it->second;
-    }
-
-    double ms(const std::string& key) const
-    {
-        const Run* run = find(key);
-        return run ? inMs(*run) : -1;
-    }
-
-    double counter(const std::string& key, const char* name) const
-    {
-        const Run* run = find(key);
-        if (!run || !run->counters.count(name))
-            return -1;
-        return run->counters.at(name).value;
-    }
-
-    // A figure, or a dash when its benchmark did not run (filtered or failed).
-    static void cell(double value, int width, int precision)
-    {
-        if (value < 0)
-            std::printf(" %*s", width, "-");
-        else
-            std::printf(" %*.*f", width, precision, value);
-    }
-
-    std::map<std::string, Run> m_runs;
 };
 
 } // namespace
