@@ -2,6 +2,7 @@
 // calibration block to file, firmware update, calibration file to flash and
 // the identification string.
 #include "KorvaneCamera.h"
+#include "ModuleIdentification.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -164,16 +165,6 @@ bool calibrationToFlash(_Device_Point_* handle, const std::string& path)
     return true;
 }
 
-// Operation 4: bcdDevice, bcdDevice again, vid and the serial number.
-void identification(_Device_Point_* handle, const info_camera_os& info, std::string& out)
-{
-    info_camera_String strings{};
-    Camera_Get_Info_String_Api(handle, &strings);
-    strings.iSerialNumber[sizeof strings.iSerialNumber - 1] = '\0';
-    out = std::to_string(info.bcdDevice) + "-" + std::to_string(info.bcdDevice) + "-" + std::to_string(info.vid) +
-          "-" + strings.iSerialNumber;
-}
-
 } // namespace
 
 int cameraSpecailOprations(int deviceNode, std::string& path, int op)
@@ -208,7 +199,7 @@ int cameraSpecailOprations(int deviceNode, std::string& path, int op)
             finished = calibrationToFlash(handle, path);
             break;
         case kIdentification:
-            identification(handle, info, path);
+            path = moduleIdentification(handle, info);
             break;
         default: // 1 is reserved; other codes do nothing
             break;

@@ -1,0 +1,58 @@
+#ifndef KORVANE_TOOLS_MAINTENANCE_MODULEHANDLE_H
+#define KORVANE_TOOLS_MAINTENANCE_MODULEHANDLE_H
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Extension_Unit_Class/camera_api.h"
+
+namespace korvane::maintenance {
+
+// One module reached through the control channel's flat API; its access
+// record is released with the handle. Handles borrow from the process's
+// camera list: making one with waitForIdentification() rebuilds that list,
+// so every handle made before must be gone by then.
+class ModuleHandle
+{
+public:
+    // Every module on the camera list, enumerated afresh, in list order.
+    static std::vector<std::unique_ptr<ModuleHandle>> openAll();
+    // The module on /dev/video<node>; null, with the reason in error, when
+    // there is none.
+    static std::unique_ptr<ModuleHandle> openByNode(int node, std::string& error);
+    // The module whose identification string is identification, building the
+    // camera list anew up to rounds times with pause between; null when it
+    // did not come.
+    static std::unique_ptr<ModuleHandle> waitForIdentification(const std::string& identification, int rounds,
+                                                               std::chrono::milliseconds pause);
+
+    ~ModuleHandle();
+    ModuleHandle(const ModuleHandle&) = delete;
+    ModuleHandle& operator=(const ModuleHandle&) = delete;
+
+    _Device_Point_* device() const { return m_device; }
+    const info_camera_os& information() const { return m_information; }
+    // "/dev/videoN".
+    std::string devicePath() const;
+    // N of /dev/videoN, or -1.
+    int deviceNode() const;
+    // The chip protocol's model name ("UNKNOW" when no chip was recognised).
+    std::string model() const;
+    // "bcdDevice-bcdDevice-vid-serial", as the identification operation gives it.
+    std::string identification() const;
+    std::string serialNumber() const;
+
+private:
+    ModuleHandle(_Device_Point_* device, const info_camera_os& information);
+    // A handle for list index, or null when the index has no readable module.
+    static std::unique_ptr<ModuleHandle> openIndex(int index);
+
+    _Device_Point_* m_device; // owned: freed with Camera_Device_Point_UnInit
+    info_camera_os m_information;
+};
+
+} // namespace korvane::maintenance
+
+#endif
