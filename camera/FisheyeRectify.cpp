@@ -10,6 +10,7 @@
 #include <tuple>
 #include <vector>
 
+#include <opencv2/core/hal/intrin.hpp>
 #include <opencv2/imgproc.hpp>
 
 namespace {
@@ -260,33 +261,159 @@ bool readModel(const cv::Mat& K, const cv::Mat& D, const cv::Mat& R, const cv::M
     return true;
 }
 
-// Fills the rows of the map pair in parallel.
+// Sines and cosines of the longitude (per column) and latitude (per row) of
+// a longitude-latitude view whose longitude depends on the column alone and
+// latitude on the row alone. Each angle is the very expression the per-pixel
+// evaluation uses, so the tables change no bit of the maps.
+struct LonLatTables
+{
+    std::vector<double> cosTheta, sinTheta; // per column
+    std::vector<double> cosH, sinH;         // per row
+};
+
+// With iP(0,1) and iP(1,0) zero, iP(0,1) v and iP(1,0) u are zeros of a sign
+// that does not depend on u, v >= 0: the longitude of (u, v) equals that of
+// (u, 0) and the latitude that of (0, v), bit for bit.
+bool separableLonLat(const cv::Matx33d& iP)
+{
+    return iP(0, 1) == 0.0 && iP(1, 0) == 0.0;
+}
+
+LonLatTables lonLatTables(const cv::Matx33d& iP, cv::Size size)
+{
+    LonLatTables t;
+    const size_t cols = static_cast<size_t>(size.width);
+    const size_t rows = static_cast<size_t>(size.height);
+    t.cosTheta.resize(cols);
+    t.sinTheta.resize(cols);
+    t.cosH.resize(rows);
+    t.sinH.resize(rows);
+    for (size_t j = 0; j < cols; ++j) {
+        const double theta = rowMul(iP, static_cast<double>(j), 0.0, 1.0, 0);
+        t.cosTheta[j] = std::cos(theta);
+        t.sinTheta[j] = std::sin(theta);
+    }
+    for (size_t i = 0; i < rows; ++i) {
+        const double h = rowMul(iP, 0.0, static_cast<double>(i), 1.0, 1);
+        t.cosH[i] = std::cos(h);
+        t.sinH[i] = std::sin(h);
+    }
+    return t;
+}
+
+// Rays of one map row, one array per component.
+struct RowRays
+{
+    std::vector<double> x, y, z;
+    explicit RowRays(int cols)
+        : x(static_cast<size_t>(cols)), y(static_cast<size_t>(cols)), z(static_cast<size_t>(cols))
+    {
+    }
+};
+
+#if CV_SIMD128_64F
+// fisheyePixel for two rays at once: every operation is the scalar one in the
+// same order, each lane rounded as a scalar double would be.
+void fisheyePixels2(const RectifyModel& m, const double* rx, const double* ry, const double* rz, float* xs,
+                    float* ys)
+{
+    using V = cv::v_float64x2;
+    const V r0 = cv::v_load(rx), r1 = cv::v_load(ry), r2v = cv::v_load(rz);
+    const V n = cv::v_sqrt(r0 * r0 + r1 * r1 + r2v * r2v);
+    const V xn0 = r0 / n, xn1 = r1 / n, xn2 = r2v / n;
+    const V xi = cv::v_setall_f64(m.xi);
+    const V x = xn0 / (xn2 + xi);
+    const V y = xn1 / (xn2 + xi);
+    const V r2 = x * x + y * y;
+    const V r4 = r2 * r2;
+    const V one = cv::v_setall_f64(1.0), two = cv::v_setall_f64(2.0);
+    const V k1 = cv::v_setall_f64(m.k1), k2 = cv::v_setall_f64(m.k2);
+    const V twoP1 = cv::v_setall_f64(2.0 * m.p1), twoP2 = cv::v_setall_f64(2.0 * m.p2);
+    const V p1 = cv::v_setall_f64(m.p1), p2 = cv::v_setall_f64(m.p2);
+    const V radial = one + k1 * r2 + k2 * r4;
+    const V xd = x * radial + twoP1 * x * y + p2 * (r2 + two * x * x);
+    const V yd = y * radial + p1 * (r2 + two * y * y) + twoP2 * x * y;
+    const V u = cv::v_setall_f64(m.fx) * xd + cv::v_setall_f64(m.s) * yd + cv::v_setall_f64(m.cx);
+    const V v = cv::v_setall_f64(m.fy) * yd + cv::v_setall_f64(m.cy);
+    cv::v_store_low(xs, cv::v_cvt_f32(u));
+    cv::v_store_low(ys, cv::v_cvt_f32(v));
+}
+#endif
+
+// Projects a row of rays into map row i, two at a time where the machine can.
+void projectRow(const RectifyModel& m, const RowRays& rays, float* xs, float* ys, int cols)
+{
+    int j = 0;
+#if CV_SIMD128_64F
+    for (; j + 2 <= cols; j += 2)
+        fisheyePixels2(m, &rays.x[static_cast<size_t>(j)], &rays.y[static_cast<size_t>(j)],
+                       &rays.z[static_cast<size_t>(j)], xs + j, ys + j);
+#endif
+    for (; j < cols; ++j) {
+        const size_t k = static_cast<size_t>(j);
+        const cv::Point2d pixel = fisheyePixel(m, {rays.x[k], rays.y[k], rays.z[k]});
+        xs[j] = static_cast<float>(pixel.x);
+        ys[j] = static_cast<float>(pixel.y);
+    }
+}
+
+// Fills the rows of the map pair in parallel: the rays of a row, then their
+// projection; long-lat rays from the tables when the view allows them.
 class RectifyMapRows : public cv::ParallelLoopBody
 {
 public:
     RectifyMapRows(const RectifyModel& model, cv::Mat& map1, cv::Mat& map2)
-        : m_model(model), m_map1(map1), m_map2(map2)
+        : m_model(model), m_map1(map1), m_map2(map2),
+          m_useTables(model.mode == korvane::kRectifyLonLat && separableLonLat(model.iP))
     {
+        if (m_useTables)
+            m_tables = lonLatTables(model.iP, map1.size());
     }
 
     void operator()(const cv::Range& rows) const override
     {
+        RowRays rays(m_map1.cols);
         for (int i = rows.start; i < rows.end; ++i) {
-            float* xs = m_map1.ptr<float>(i);
-            float* ys = m_map2.ptr<float>(i);
-            for (int j = 0; j < m_map1.cols; ++j) {
-                const cv::Point2d pixel =
-                    fisheyePixel(m_model, rectifiedRay(m_model, static_cast<double>(j), static_cast<double>(i)));
-                xs[j] = static_cast<float>(pixel.x);
-                ys[j] = static_cast<float>(pixel.y);
-            }
+            if (m_useTables)
+                lonLatRays(i, rays);
+            else
+                rowRays(i, rays);
+            projectRow(m_model, rays, m_map1.ptr<float>(i), m_map2.ptr<float>(i), m_map1.cols);
         }
     }
 
 private:
+    void put(RowRays& rays, int j, const cv::Vec3d& ray) const
+    {
+        const size_t k = static_cast<size_t>(j);
+        rays.x[k] = ray[0];
+        rays.y[k] = ray[1];
+        rays.z[k] = ray[2];
+    }
+
+    void rowRays(int i, RowRays& rays) const
+    {
+        for (int j = 0; j < m_map1.cols; ++j)
+            put(rays, j, rectifiedRay(m_model, static_cast<double>(j), static_cast<double>(i)));
+    }
+
+    // Xs = (-cos t, -sin t cos h, sin t sin h), X = iR Xs, as rectifiedRay.
+    void lonLatRays(int i, RowRays& rays) const
+    {
+        const double cosH = m_tables.cosH[static_cast<size_t>(i)];
+        const double sinH = m_tables.sinH[static_cast<size_t>(i)];
+        for (int j = 0; j < m_map1.cols; ++j) {
+            const double sinTheta = m_tables.sinTheta[static_cast<size_t>(j)];
+            const double cosTheta = m_tables.cosTheta[static_cast<size_t>(j)];
+            put(rays, j, applyRows(m_model.iR, -cosTheta, -sinTheta * cosH, sinTheta * sinH));
+        }
+    }
+
     const RectifyModel& m_model;
     cv::Mat& m_map1;
     cv::Mat& m_map2;
+    const bool m_useTables;
+    LonLatTables m_tables;
 };
 
 } // namespace
@@ -341,7 +468,15 @@ FixedPointMaps FixedPointMaps::from(const cv::Mat& mapX, const cv::Mat& mapY)
     if (mapX.empty() || mapY.empty() || mapX.size() != mapY.size() || mapX.type() != CV_32FC1 ||
         mapY.type() != CV_32FC1)
         return fixed;
-    cv::convertMaps(mapX, mapY, fixed.positions, fixed.fractions, CV_16SC2);
+    fixed.positions.create(mapX.size(), CV_16SC2);
+    fixed.fractions.create(mapX.size(), CV_16UC1);
+    // Each entry converts on its own, so row bands give the whole-map result.
+    cv::parallel_for_(cv::Range(0, mapX.rows), [&](const cv::Range& rows) {
+        cv::Mat positions = fixed.positions.rowRange(rows.start, rows.end);
+        cv::Mat fractions = fixed.fractions.rowRange(rows.start, rows.end);
+        cv::convertMaps(mapX.rowRange(rows.start, rows.end), mapY.rowRange(rows.start, rows.end), positions,
+                        fractions, CV_16SC2);
+    });
     fixed.sourceX = mapX;
     fixed.sourceY = mapY;
     return fixed;

@@ -1,11 +1,21 @@
 // Fisheye masks, rectification maps and remapping: the library against the
 // straightforward per-pixel evaluation, at both raw sizes (eye images of
-// 928 x 800 and 464 x 400) and three rectified sizes.
+// 928 x 800 and 464 x 400) and three rectified sizes; and the four map pairs
+// of a capture start at 928 x 800 against OpenCV contrib's omnidir, with
+// their ratio printed at the end.
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
 #include <benchmark/benchmark.h>
 
 #include <opencv2/calib3d.hpp>
+#include <opencv2/ccalib/omnidir.hpp>
+#include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include "CollectingReporter.h"
 #include "PerPixelRectify.h"
 #include "camera/StereoCamera.h"
 
@@ -145,6 +155,73 @@ void remapPair(benchmark::State& state)
     }
 }
 
+constexpr int kNoDevice = 97; // a video node that is not there
+
+// Both eyes' calibration, the right eye turned a little the other way.
+EyeCalibration eyeCalibration(int rawWidth, int eye)
+{
+    EyeCalibration c = calibration(rawWidth);
+    if (eye == 1)
+        cv::Rodrigues(cv::Vec3d(-0.012, 0.014, -0.003), c.R);
+    return c;
+}
+
+// A camera calibrated with both eyes, whose capture-start map building
+// (four float map pairs and their fixed-point forms) the benchmark runs.
+class MapCamera : public StereoCamera
+{
+public:
+    explicit MapCamera(cv::Size rect) : StereoCamera(kNoDevice)
+    {
+        if (m_log)
+            m_log->setLogLevel(-1);
+        setRawFrameSize({1856, 800});
+        setRectFrameSize(rect);
+        for (int eye = 0; eye < 2; ++eye) {
+            const EyeCalibration c = eyeCalibration(1856, eye);
+            const cv::Mat translation = (cv::Mat_<double>(3, 1) << -0.06, 0.0, 0.0);
+            setCalibParams({c.K, c.D, (cv::Mat_<double>(1, 1) << c.xi), c.R, translation}, eye == 1);
+        }
+    }
+    void buildMaps() { prepareRectification(1.0f); }
+};
+
+// The four map pairs of a capture start (perspective and longitude-latitude,
+// both eyes): 0 as the camera builds them, float and fixed-point forms;
+// 1 the float maps alone; 2 omnidir's float maps for the same views.
+void fourMapPairs(benchmark::State& state)
+{
+    const cv::Size size(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
+    const int variant = static_cast<int>(state.range(2));
+    MapCamera camera(size);
+    const cv::Mat views[2] = {viewMatrix(korvane::kRectifyPerspective, size),
+                              viewMatrix(korvane::kRectifyLonLat, size)};
+    const int modes[2] = {korvane::kRectifyPerspective, korvane::kRectifyLonLat};
+    const int omnidirModes[2] = {cv::omnidir::RECTIFY_PERSPECTIVE, cv::omnidir::RECTIFY_LONGLATI};
+    const EyeCalibration eyes[2] = {eyeCalibration(1856, 0), eyeCalibration(1856, 1)};
+    for (auto _ : state) {
+        if (variant == 0) {
+            camera.buildMaps();
+            continue;
+        }
+        // Fresh maps each round, as at a capture start.
+        cv::Mat maps[2][2][2];
+        for (int view = 0; view < 2; ++view)
+            for (int eye = 0; eye < 2; ++eye) {
+                const EyeCalibration& c = eyes[eye];
+                cv::Mat* out = maps[view][eye];
+                const double xi2 = modes[view] == korvane::kRectifyLonLat ? 0.0 : c.xi;
+                if (variant == 1)
+                    initRectifyMap(c.K, c.D, c.R, views[view], c.xi, xi2, size, modes[view], out[0], out[1]);
+                else
+                    cv::omnidir::initUndistortRectifyMap(c.K, c.D, cv::Mat(1, 1, CV_64F, cv::Scalar(c.xi)), c.R,
+                                                         views[view], size, CV_32FC1, out[0], out[1],
+                                                         omnidirModes[view]);
+            }
+        benchmark::DoNotOptimize(maps[1][1][0].data);
+    }
+}
+
 void rawSizes(benchmark::internal::Benchmark* b)
 {
     b->Arg(1856)->Arg(928)->Unit(benchmark::kMicrosecond);
@@ -177,5 +254,54 @@ BENCHMARK_TEMPLATE(ellipseMask, true)->Name("ellipseMask/perPixel")->Apply(rawSi
 BENCHMARK_TEMPLATE(mapBuilding, false)->Name("mapBuilding/parallel")->Apply(mapSizes);
 BENCHMARK_TEMPLATE(mapBuilding, true)->Name("mapBuilding/perPixel")->Apply(mapSizes);
 BENCHMARK(remapPair)->Apply(remapSizes);
+BENCHMARK(fourMapPairs)
+    ->Args({928, 800, 0})
+    ->Args({928, 800, 1})
+    ->Args({928, 800, 2})
+    ->ArgNames({"w", "h", "variant"})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->MinTime(2.0);
 
-BENCHMARK_MAIN();
+namespace {
+
+// The usual output, then the four map pairs against omnidir.
+class SummaryReporter : public CollectingReporter
+{
+public:
+    explicit SummaryReporter(OutputOptions options) : CollectingReporter(options) {}
+
+    void Finalize() override
+    {
+        CollectingReporter::Finalize();
+        const double omnidir = ms("fourMapPairs/w:928/h:800/variant:2");
+        std::printf("\nFour map pairs at 928x800 (perspective and longitude-latitude, both eyes)\n");
+        std::printf("%-42s %9s %12s\n", "", "ms", "x omnidir");
+        const char* names[3] = {"capture start (float and fixed-point maps)", "float maps alone",
+                                "omnidir, float maps"};
+        for (int variant = 0; variant < 3; ++variant) {
+            const double time = ms("fourMapPairs/w:928/h:800/variant:" + std::to_string(variant));
+            std::printf("%-42s", names[variant]);
+            cell(time, 9, 2);
+            cell(time < 0 || omnidir <= 0 ? -1 : time / omnidir, 12, 2);
+            std::printf("\n");
+        }
+        std::fflush(stdout);
+    }
+};
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    setenv("OPENCV_VIDEOIO_PRIORITY_GPHOTO2", "0", 1);
+    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+        return 1;
+    SummaryReporter reporter(isatty(STDOUT_FILENO) ? benchmark::ConsoleReporter::OO_ColorTabular
+                                                   : benchmark::ConsoleReporter::OO_Tabular);
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    return 0;
+}

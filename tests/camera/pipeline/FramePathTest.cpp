@@ -74,6 +74,22 @@ public:
         return true;
     }
 
+    // Whether every fixed-point pair holds what cv::convertMaps gives for
+    // its float maps as a whole.
+    bool fixedMapsAreTheWholeMapConversion() const
+    {
+        for (int eye = 0; eye < 2; ++eye)
+            for (bool lonLat : {false, true}) {
+                const cv::Mat* maps = lonLat ? m_lonLatMaps[eye] : m_perspectiveMaps[eye];
+                const FixedPointMaps& fixed = lonLat ? m_lonLatFixed[eye] : m_perspectiveFixed[eye];
+                cv::Mat positions, fractions;
+                cv::convertMaps(maps[0], maps[1], positions, fractions, CV_16SC2);
+                if (!sameMatrix(fixed.positions, positions) || !sameMatrix(fixed.fractions, fractions))
+                    return false;
+            }
+        return true;
+    }
+
     using StereoCamera::m_perspectiveMaps;
 
 private:
@@ -124,6 +140,7 @@ TEST_P(FixedPointRemap, RectifiedFramesEqualThoseOfTheFloatMaps)
     SyntheticCamera camera(rect, depthMode);
     ASSERT_EQ(camera.m_perspectiveMaps[0][0].type(), CV_32FC1);
     ASSERT_TRUE(camera.fixedMapsInUse());
+    EXPECT_TRUE(camera.fixedMapsAreTheWholeMapConversion());
     cv::Mat left, right, centre;
     microseconds stamp{0};
     ASSERT_TRUE(camera.getRectStereoFrame(left, right, centre, stamp));

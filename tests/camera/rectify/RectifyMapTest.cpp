@@ -210,6 +210,23 @@ TEST(InitRectifyMap, EqualsThePerPixelEvaluationBitForBit)
         }
 }
 
+// A longitude-latitude view whose longitude also moves with the row (and
+// latitude with the column) cannot be built from per-column and per-row
+// tables; it still gives the per-pixel values.
+TEST(InitRectifyMap, LonLatModeWithAMixingViewMatrixEqualsThePerPixelEvaluation)
+{
+    const cv::Size size(64, 48);
+    const cv::Mat mixing = (cv::Mat_<double>(3, 3) << 20.0, 1.5, -30.0, -0.8, 15.0, -20.0, 0, 0, 1);
+    for (const Calibration& c : calibrations()) {
+        cv::Mat fast1, fast2, slow1, slow2;
+        initRectifyMap(c.K, c.D, c.R, mixing, c.xi, 0.0, size, kRectifyLonLat, fast1, fast2);
+        perPixelRectifyMap(c.K, c.D, c.R, mixing, c.xi, 0.0, size, kRectifyLonLat, slow1, slow2);
+        EXPECT_TRUE(sameBytes(fast1, slow1)) << c.name;
+        EXPECT_TRUE(sameBytes(fast2, slow2)) << c.name;
+        EXPECT_GT(cv::countNonZero(fast1 == fast1), size.area() / 2) << c.name; // mostly numbers
+    }
+}
+
 TEST(InitRectifyMap, ReadsSinglePrecisionAndColumnInputsAsTheirValues)
 {
     const Calibration c = calibrations()[1];
@@ -359,6 +376,31 @@ TEST(InitRectifyMap, LonLatModeMeetsOpenCVConventionOnlyAt222Degrees)
     EXPECT_LT(largestDifference(at222x, at222y, theirs1, theirs2, compared), 1e-3);
     EXPECT_GT(compared, size.area() / 2);
     EXPECT_GT(largestDifference(at180x, at180y, theirs1, theirs2, compared), 10.0);
+}
+
+// The kit's largest view, 928 x 800, both modes of each eye at once against
+// omnidir (the long-lat view at 222 degrees, where the conventions meet).
+TEST(InitRectifyMap, BothModesAt928By800AgreeWithOpenCVOmnidir)
+{
+    const cv::Size size(928, 800);
+    const cv::Mat openCvP = matrix3x3(size.width / CV_PI, 0, 0, 0, size.height / CV_PI, 0);
+    for (const Calibration& c : {calibrations()[0], calibrations()[4]}) {
+        const cv::Mat xi = (cv::Mat_<double>(1, 1) << c.xi);
+        const cv::Mat perspective = korvane::perspectiveCameraMatrix(size, 90.0);
+        cv::Mat ours1, ours2, theirs1, theirs2;
+        int compared = 0;
+        initRectifyMap(c.K, c.D, c.R, perspective, c.xi, c.xi, size, kRectifyPerspective, ours1, ours2);
+        cv::omnidir::initUndistortRectifyMap(c.K, c.D, xi, c.R, perspective, size, CV_32FC1, theirs1, theirs2,
+                                             cv::omnidir::RECTIFY_PERSPECTIVE);
+        EXPECT_LT(largestDifference(ours1, ours2, theirs1, theirs2, compared), 1e-3) << c.name;
+        EXPECT_GT(compared, size.area() / 2) << c.name;
+        initRectifyMap(c.K, c.D, c.R, korvane::lonLatCameraMatrix(size, 222.0, 222.0), c.xi, 0.0, size,
+                       kRectifyLonLat, ours1, ours2);
+        cv::omnidir::initUndistortRectifyMap(c.K, c.D, xi, c.R, openCvP, size, CV_32FC1, theirs1, theirs2,
+                                             cv::omnidir::RECTIFY_LONGLATI);
+        EXPECT_LT(largestDifference(ours1, ours2, theirs1, theirs2, compared), 1e-3) << c.name;
+        EXPECT_GT(compared, size.area() / 2) << c.name;
+    }
 }
 
 // Stereographic mode by hand: P = [100, 0, 50; 0, 100, 40], R = I, K as
