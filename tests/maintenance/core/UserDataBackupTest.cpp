@@ -324,14 +324,21 @@ TEST_F(UserDataBackupModuleTest, AReadBackDifferenceIsReported)
     EXPECT_EQ(why, "user-data piece 1 reads back different from the backup");
 }
 
-TEST_F(UserDataBackupModuleTest, ABackupOfAnotherChipsPieceCountIsRefused)
+TEST_F(UserDataBackupModuleTest, ABackupOfAnotherModelOrPieceCountIsRefused)
 {
-    Add_Camera("2650", 0);
+    VirtualModule& virtualModule = Add_Camera("2281", 0);
+    const std::vector<std::uint8_t> before = flashPiece(virtualModule, 13);
     auto module = open(0);
     ASSERT_NE(module, nullptr);
     std::string why;
     EXPECT_FALSE(sampleBackup().writeTo(*module, why));
-    EXPECT_EQ(why, "the backup holds 2 pieces, the module's chip has 3");
+    EXPECT_EQ(why, "the backup was taken from a module of model QLV_8M_1, this module is of model QLV_3M_1");
+    UserDataBackup threePieces = sampleBackup();
+    threePieces.model = "QLV_3M_1";
+    threePieces.pieces.push_back(patternPiece(7));
+    EXPECT_FALSE(threePieces.writeTo(*module, why));
+    EXPECT_EQ(why, "the backup holds 3 pieces, the module's chip has 2");
+    EXPECT_EQ(flashPiece(virtualModule, 13), before);
 }
 
 // The layout agrees with the chip protocols: each piece written through the
@@ -349,6 +356,7 @@ TEST_F(UserDataBackupModuleTest, TheLayoutMatchesEveryChip)
         ASSERT_TRUE(UserDataLayout::forModel(module->model(), layout)) << module->model();
         EXPECT_TRUE(layout.downloadCoversUserData());
         UserDataBackup backup;
+        backup.model = module->model();
         for (std::size_t i = 0; i < layout.pieceCount(); ++i)
             backup.pieces.push_back(patternPiece(static_cast<std::uint8_t>(20 + i)));
         std::string why;

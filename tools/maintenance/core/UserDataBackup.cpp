@@ -248,6 +248,11 @@ bool UserDataBackup::writeTo(ModuleHandle& module, std::string& why) const
     UserDataLayout layout;
     if (!layoutOf(module, layout, why))
         return false;
+    // Another chip keeps its user data elsewhere: its pieces would land in the wrong place.
+    if (model != module.model()) {
+        why = "the backup was taken from a module of model " + model + ", this module is of model " + module.model();
+        return false;
+    }
     if (pieces.size() != layout.pieceCount()) {
         why = "the backup holds " + std::to_string(pieces.size()) + " pieces, the module's chip has " +
               std::to_string(layout.pieceCount());

@@ -44,7 +44,8 @@ public:
     // Reads every user-data piece of the module's chip, and its
     // identification, model and the present time.
     static bool readFrom(ModuleHandle& module, UserDataBackup& out, std::string& why);
-    // Writes every piece to the module, reads each back and compares.
+    // Writes every piece to the module, reads each back and compares. A
+    // module of another model than the backup's is refused.
     bool writeTo(ModuleHandle& module, std::string& why) const;
     // True when the chip's firmware download rewrites flash that holds user-data pieces.
     static bool downloadCoversUserData(const ModuleHandle& module);
