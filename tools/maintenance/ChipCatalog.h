@@ -1,0 +1,44 @@
+#ifndef KORVANE_TOOLS_MAINTENANCE_CHIPCATALOG_H
+#define KORVANE_TOOLS_MAINTENANCE_CHIPCATALOG_H
+
+#include <cstdint>
+#include <string>
+
+namespace korvane::maintenance {
+
+// How a chip's firmware download counts its progress steps: the first
+// steps prepare, one step per erased sector, a write and a read-back step
+// per piece (the header piece last), and a final step before the restart.
+struct DownloadPlan
+{
+    float stepsPerPercent;
+    int preparingSteps;
+    int sectors;
+    int pieces; // with the chip's usual piece length
+};
+
+// What the tool knows of a controller chip, found by the model name its
+// protocol reports.
+struct ChipFacts
+{
+    const char* model;             // the protocol's model name
+    const char* chip;              // "SPCA2620", ...
+    std::int32_t imageTypes[2];    // FirmwareType values its download takes (0: unused)
+    std::uint32_t firmwareArea;    // bytes of flash the download rewrites
+    DownloadPlan plan;
+};
+
+// The facts of the chip behind that model name, or null for a model the
+// tool does not know.
+const ChipFacts* chipFactsFor(const std::string& model);
+
+// True when the chip's download takes an image of that FirmwareType value.
+bool chipTakesImageType(const ChipFacts& facts, std::int32_t imageType);
+
+// The chips whose download takes an image of that FirmwareType value,
+// "SPCA2085 or SPCA2092"; empty when none does.
+std::string chipsTakingImageType(std::int32_t imageType);
+
+} // namespace korvane::maintenance
+
+#endif

@@ -1,0 +1,47 @@
+#include "ToolContext.h"
+
+#include <cstdio>
+
+#include "ExitCode.h"
+#include "NumberArgument.h"
+
+namespace korvane::maintenance {
+
+ToolContext::ToolContext(const CommandLine& line, std::ostream& out, std::ostream& err, bool terminal)
+    : m_line(line), m_out(out), m_err(err), m_terminal(terminal)
+{
+}
+
+int ToolContext::fail(int code, const std::string& message)
+{
+    m_out.flush();
+    m_err << "korvane-maintenance: " << message << std::endl;
+    return code;
+}
+
+bool ToolContext::numberArgument(std::size_t index, const char* name, std::uint64_t max, std::uint64_t& value)
+{
+    if (parseNumber(argument(index), max, value))
+        return true;
+    char largest[24];
+    std::snprintf(largest, sizeof largest, "0x%llX", static_cast<unsigned long long>(max));
+    fail(kExitUsage, std::string("bad ") + name + " '" + argument(index) + "' (decimal or 0x hex, at most " +
+                         (max < 10 ? std::to_string(max) : std::string(largest)) + ")");
+    return false;
+}
+
+std::unique_ptr<ModuleHandle> ToolContext::openModule()
+{
+    std::string why;
+    auto module = ModuleHandle::openByNode(m_line.device(), why);
+    if (!module)
+        fail(kExitNoModule, why);
+    return module;
+}
+
+std::string ToolContext::restoreCommand(const std::string& backupPath) const
+{
+    return "korvane-maintenance restore --device " + std::to_string(m_line.device()) + " " + backupPath;
+}
+
+} // namespace korvane::maintenance
