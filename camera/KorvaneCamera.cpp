@@ -2,7 +2,9 @@
 
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 #include <new>
+#include <vector>
 
 #include <unistd.h>
 
@@ -28,6 +30,66 @@ void cutBlockPadding(const std::string& path)
     const void* zero = std::memchr(block, '\0', length);
     if (zero)
         truncate(path.c_str(), static_cast<const char*>(zero) - block);
+}
+
+std::string readBlock(const std::string& path)
+{
+    std::string block;
+    if (std::FILE* file = std::fopen(path.c_str(), "rb")) {
+        char bytes[4096];
+        block.assign(bytes, std::fread(bytes, 1, sizeof bytes, file));
+        std::fclose(file);
+    }
+    return block;
+}
+
+// What keeps a block read from flash from being a calibration file followed
+// by zero bytes, on its bytes alone; empty when nothing does.
+std::string blockProblem(const std::string& block)
+{
+    if (block.empty())
+        return "nothing could be read from the module's flash";
+    if (block.find_first_not_of('\xFF') == std::string::npos)
+        return "the block is erased (every byte is 0xFF)";
+    const std::size_t end = block.find('\0');
+    const std::size_t stray = end == std::string::npos ? end : block.find_first_not_of('\0', end);
+    if (stray != std::string::npos)
+        return "non-zero bytes follow the file's end, at offset " + std::to_string(stray);
+    if (end == 0)
+        return "the block is empty (every byte is zero)";
+    return {};
+}
+
+// The calibration keys whose matrices a failed load left empty.
+std::vector<std::string> emptyCalibrationKeys(StereoCamera& camera)
+{
+    static const char* const kNames[] = {"LeftIntrinsicMatrix",  "LeftDistortionCoefficients",  "LeftXi",
+                                         "LeftRotation",         "Translation",
+                                         "RightIntrinsicMatrix", "RightDistortionCoefficients", "RightXi",
+                                         "RightRotation"};
+    std::vector<cv::Mat> matrices;
+    camera.getCalibParams(matrices, false);
+    matrices.pop_back(); // the rectified camera matrix
+    camera.getCalibParams(matrices, true);
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < std::size(kNames); ++i)
+        if (matrices[i].empty())
+            names.push_back(kNames[i]);
+    return names;
+}
+
+// What keeps text that did not load from being a calibration file.
+std::string loadProblem(StereoCamera& camera)
+{
+    const std::vector<std::string> names = emptyCalibrationKeys(camera);
+    if (names.size() == 9)
+        return "it holds no calibration parameters";
+    if (names.empty())
+        return "it does not load as a complete calibration file";
+    std::string list;
+    for (const std::string& name : names)
+        list += (list.empty() ? "" : ", ") + name;
+    return "these keys are missing or malformed: " + list;
 }
 
 } // namespace
@@ -95,12 +157,32 @@ bool KorvaneCamera::loadInternalCalibParams()
         unlink(name);
         return false;
     }
+    const std::string block = readBlock(path);
     cutBlockPadding(path);
     const bool loaded = loadCalibParams(path);
     if (!loaded && m_deviceLog)
         m_deviceLog->runTimeError("load tmp file failed, temp file permission error!\n");
     unlink(name);
+    reportBlock(block, loaded);
     return loaded;
+}
+
+// Says early, in the device log, that the module's flash lost its calibration
+// or holds a damaged one, and what is wrong with it.
+void KorvaneCamera::reportBlock(const std::string& block, bool loaded)
+{
+    if (!m_deviceLog)
+        return;
+    std::string problem = blockProblem(block);
+    if (problem.empty() && !loaded)
+        problem = loadProblem(*this);
+    if (problem.empty())
+        return;
+    const char* format = "The calibration block in flash is not a valid calibration file: %s.\n";
+    if (loaded)
+        m_deviceLog->runTimeWarning(format, problem.c_str());
+    else
+        m_deviceLog->runTimeError(format, problem.c_str());
 }
 
 bool KorvaneCamera::updateFirmware(std::string path)

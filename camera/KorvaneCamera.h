@@ -44,6 +44,9 @@ public:
 
 private:
     void prepareDevice(int logLevel);
+    // Logs one line naming what is wrong when the block read from flash is
+    // not a calibration file followed by zero bytes.
+    void reportBlock(const std::string& block, bool loaded);
 
     std::string m_deviceLogName = "KorvaneCameraSDK";
     std::unique_ptr<SystemLog> m_deviceLog; // may be null when it could not be made

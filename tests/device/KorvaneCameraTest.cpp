@@ -112,7 +112,10 @@ TEST_F(KorvaneCameraOnModule, BlockThatIsNotAParameterFileIsRefused)
         err = errors.text();
         EXPECT_EQ(camera.getSerialNumber(), 0);
     }
-    EXPECT_EQ(out, errorLine("load tmp file failed, temp file permission error!\n") + kCannotGet);
+    EXPECT_EQ(out, errorLine("load tmp file failed, temp file permission error!\n") +
+                       errorLine("The calibration block in flash is not a valid calibration file: it holds no "
+                                 "calibration parameters.\n") +
+                       kCannotGet);
     EXPECT_TRUE(temporaryCalibrationFiles().empty());
 }
 
@@ -126,7 +129,11 @@ TEST_F(KorvaneCameraOnModule, ErasedFlashIsRefused)
         KorvaneCamera camera(0);
         out = capture.text();
     }
-    EXPECT_TRUE(contains(out, errorLine("load tmp file failed, temp file permission error!\n") + kCannotGet)) << out;
+    EXPECT_TRUE(contains(out, errorLine("load tmp file failed, temp file permission error!\n") +
+                                  errorLine("The calibration block in flash is not a valid calibration file: the "
+                                            "block is erased (every byte is 0xFF).\n") +
+                                  kCannotGet))
+        << out;
     EXPECT_TRUE(temporaryCalibrationFiles().empty());
 }
 
