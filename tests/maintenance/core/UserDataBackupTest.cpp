@@ -148,6 +148,20 @@ TEST(UserDataBackupFormat, APieceCountOutOfRangeIsRefused)
     EXPECT_EQ(refusal(none.toBytes()), "the piece count 0 is not between 1 and 16");
 }
 
+// The fuzzer's seed was written from the documented layout by another program.
+TEST(UserDataBackupFiles, AFileWrittenFromTheDocumentedLayoutLoads)
+{
+    UserDataBackup loaded;
+    std::string why;
+    ASSERT_TRUE(UserDataBackup::load(KORVANE_SOURCE_DIR "/tests/fuzz/seeds/user-data-backup", loaded, why)) << why;
+    EXPECT_EQ(loaded.identification, "100-100-7119-KV0000000001");
+    EXPECT_EQ(loaded.model, "QLV_8M_1");
+    EXPECT_EQ(loaded.takenAt, "2026-11-21T09:13:53Z");
+    ASSERT_EQ(loaded.pieces.size(), 2u);
+    const std::string calibration = readFile(KORVANE_SOURCE_DIR "/data/sample_calibration.yml");
+    EXPECT_EQ(std::string(loaded.pieces[0].begin(), loaded.pieces[0].begin() + calibration.size()), calibration);
+}
+
 TEST(UserDataBackupFiles, DefaultDirectoryFollowsTheEnvironment)
 {
     ScopedEnvironment home("HOME", "/home/tester");
