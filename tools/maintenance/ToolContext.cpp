@@ -4,6 +4,7 @@
 
 #include "ExitCode.h"
 #include "NumberArgument.h"
+#include "UserDataGuard.h"
 
 namespace korvane::maintenance {
 
@@ -41,7 +42,7 @@ std::unique_ptr<ModuleHandle> ToolContext::openModule()
 
 std::string ToolContext::restoreCommand(const std::string& backupPath) const
 {
-    return "korvane-maintenance restore --device " + std::to_string(m_line.device()) + " " + backupPath;
+    return UserDataGuard::restoreCommand(m_line.device(), backupPath);
 }
 
 } // namespace korvane::maintenance

@@ -75,11 +75,12 @@ std::size_t flashQueries(const std::vector<QueryRecord>& queries)
     }));
 }
 
-std::size_t writeQueries(const std::vector<QueryRecord>& queries)
+std::size_t flashChanges(const std::vector<QueryRecord>& queries)
 {
     return static_cast<std::size_t>(std::count_if(queries.begin(), queries.end(), [](const QueryRecord& query) {
-        return query.request.query == korvane::emulator::kSetCur && query.request.selector != XU_SEL_ISP_ADDR &&
-               query.request.selector != XU_SEL_SENSOR_ADDR;
+        const std::uint16_t selector = query.request.selector;
+        return query.request.query == korvane::emulator::kSetCur &&
+               (selector == XU_SEL_SECTOR_ERASE || selector == XU_SEL_PIECE_DATA || selector == XU_SEL_PROGRAM_WINDOW);
     }));
 }
 

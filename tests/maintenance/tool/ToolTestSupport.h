@@ -42,8 +42,8 @@ void loadFlash(korvane::emulator::VirtualModule& module, std::uint32_t address, 
 // Queries that reached the flash side of the chip (command set, erase,
 // piece address and data, program window, flash ID).
 std::size_t flashQueries(const std::vector<korvane::emulator::QueryRecord>& queries);
-// SET_CUR queries that change something: everything but setting a register address.
-std::size_t writeQueries(const std::vector<korvane::emulator::QueryRecord>& queries);
+// Queries that erase or program flash: SET_CUR on sector erase, piece data or the program window.
+std::size_t flashChanges(const std::vector<korvane::emulator::QueryRecord>& queries);
 // A byte pattern that differs for different seeds.
 std::vector<std::uint8_t> patternBytes(std::size_t length, int seed);
 // The line of text that holds needle, without its line end; empty when none does.

@@ -1,0 +1,64 @@
+#include "CalibrationWriteCommand.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "CalibrationFileCheck.h"
+#include "ExitCode.h"
+#include "FileBytes.h"
+#include "ToolContext.h"
+#include "UserDataGuard.h"
+
+namespace korvane::maintenance {
+
+namespace {
+
+constexpr int kCalibrationPiece = 0;
+constexpr std::size_t kBlockSize = CalibrationFileCheck::kBlockSize;
+
+// The failure of a flash write that had a backup taken before it.
+int failedWithBackup(ToolContext& context, const std::string& what, const UserDataGuard& guard)
+{
+    context.fail(kExitModuleFailed, what);
+    context.err() << "The user data taken before the write is kept in " << guard.backupPath()
+                  << "; restore it with:\n  " << context.restoreCommand(guard.backupPath()) << std::endl;
+    return kExitModuleFailed;
+}
+
+} // namespace
+
+int runCalibWrite(ToolContext& context)
+{
+    const std::string& path = context.argument(0);
+    std::string why;
+    std::vector<std::uint8_t> contents;
+    if (!CalibrationFileCheck::checkFile(path, why))
+        return context.fail(kExitInputRefused, "refusing " + path + ": " + why);
+    if (!readFileBytes(path, contents, why) || contents.size() > kBlockSize)
+        return context.fail(kExitInputRefused, "cannot read " + path + ": " + why);
+    auto module = context.openModule();
+    if (!module)
+        return kExitNoModule;
+    UserDataGuard guard;
+    if (!guard.takeBackup(*module, context.out()))
+        return context.fail(kExitModuleFailed, "nothing was written: the user data could not be backed up");
+
+    std::vector<std::uint8_t> block(kBlockSize, 0);
+    std::copy(contents.begin(), contents.end(), block.begin());
+    const int status = Camera_Flash_W_Api(module->device(), kCalibrationPiece, block.data());
+    if (status != 0)
+        return failedWithBackup(context,
+                                "writing the calibration block failed (status " + std::to_string(status) + ")", guard);
+    std::vector<std::uint8_t> readBack(kBlockSize, 0);
+    const int readStatus = Camera_Flash_R_Api(module->device(), kCalibrationPiece, readBack.data());
+    if (readStatus != 0)
+        return failedWithBackup(
+            context, "reading the calibration block back failed (status " + std::to_string(readStatus) + ")", guard);
+    if (readBack != block)
+        return failedWithBackup(context, "the calibration block read back differs from " + path, guard);
+    context.out() << "Calibration " << path << " (" << contents.size() << " bytes) written to "
+                  << module->devicePath() << " and verified\n";
+    return kExitSuccess;
+}
+
+} // namespace korvane::maintenance
