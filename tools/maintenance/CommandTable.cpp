@@ -4,9 +4,12 @@
 #include <iomanip>
 
 #include "CalibrationCommands.h"
+#include "CalibrationWriteCommand.h"
+#include "FirmwareCommand.h"
 #include "GpioCommands.h"
 #include "ModuleCommands.h"
 #include "RegisterCommands.h"
+#include "RestoreCommand.h"
 
 namespace korvane::maintenance {
 
@@ -45,6 +48,21 @@ const std::vector<Command>& commandTable()
         {"calib-save", "FILE", "save the module's 4096-byte calibration block to a file",
          "Writes the block exactly as it is in flash (the calibration file, then zero bytes).\n", {}, 1,
          runCalibSave},
+        {"calib-write", "FILE", "write a calibration file to the module's flash, with backup and verify",
+         "FILE must be a complete calibration file of at most 4096 bytes; anything else is\n"
+         "refused before the module is touched. The module's user data is backed up first;\n"
+         "the block is then written and read back.\n",
+         {}, 1, runCalibWrite},
+        {"firmware", "IMAGE [--wait SECONDS]", "download a firmware image, keeping the module's user data",
+         "An image the module's chip does not take is refused before the module is touched.\n"
+         "The module's user data is backed up first. Where the download rewrites the user\n"
+         "data (SPCA2620), the tool waits for the module to come back (--wait, default 30 s),\n"
+         "writes the user data back and verifies it.\n",
+         {{}, {"--wait"}}, 1, runFirmware},
+        {"restore", "BACKUP [--force]", "write a user-data backup back to its module, with verify",
+         "A backup taken from another module is refused unless --force is given. The\n"
+         "module's present user data is backed up first.\n",
+         {{"--force"}, {}}, 1, runRestore},
     };
     return commands;
 }
