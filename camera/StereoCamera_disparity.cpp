@@ -2,6 +2,7 @@
 // disparity with the perspective left view it belongs to.
 #include "StereoCamera.h"
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include <thread>
@@ -104,6 +105,7 @@ void StereoCamera::computeWorker(int pairs)
 // published, so no lane waits for its turn for ever.
 void StereoCamera::computeLane(int algorithm)
 {
+    pthread_setname_np(pthread_self(), "korvane-match");
     cv::Ptr<cv::StereoMatcher> matcher = createMatcher(algorithm);
     while (m_computeRunning) {
         cv::Mat left, right, centre;

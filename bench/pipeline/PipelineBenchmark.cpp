@@ -1,6 +1,8 @@
 // The disparity worker with one and with two pairs in flight, side by side in
 // one run, at rectified 640x480 and 928x800 from a 1856x800 source paced at
-// 30 frames per second (a PNG sequence of the synthetic module):
+// 30 frames per second (an uncompressed BMP sequence of the synthetic
+// module, cheap to decode so that the source is not what limits the rate):
+//   sourceDecode   frames per second the source gives when nothing paces it
 //   splitAndMask   a capture round's split and mask: copies then mask
 //                  against the one-pass split
 //   remaps         the three remaps of one pair: float against fixed-point maps
@@ -28,12 +30,14 @@
 #include <benchmark/benchmark.h>
 
 #include "CollectingReporter.h"
+#include "ThreadCpuTimes.h"
 
 #include <opencv2/calib3d.hpp>
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include "camera/LoopingVideoCapture.h"
 #include "camera/StereoCamera.h"
 #include "emulator/synthetic/SyntheticStereoModule.h"
 
@@ -50,7 +54,7 @@ std::chrono::microseconds systemNow()
 }
 
 // Frame 0 split and masked as the capture worker does, and the directory of
-// the PNG sequence.
+// the frame sequence.
 struct Source
 {
     cv::Mat frame;
@@ -65,7 +69,8 @@ Source& source()
     return s;
 }
 
-// Renders two frames and writes them, alternating, as a six-file sequence.
+// Renders two frames and writes them, alternating, as a six-file sequence of
+// uncompressed bitmaps: decoding one is a copy.
 bool renderSource()
 {
     std::fprintf(stderr, "Rendering %dx%d synthetic frames ...\n", kRawSize.width, kRawSize.height);
@@ -82,11 +87,11 @@ bool renderSource()
     std::filesystem::create_directories(s.directory, error);
     if (error)
         return false;
-    s.pattern = s.directory + "/frame_%04d.png";
+    s.pattern = s.directory + "/frame_%04d.bmp";
     for (int i = 0; i < 6; ++i) {
         char name[32];
-        std::snprintf(name, sizeof name, "/frame_%04d.png", i);
-        if (!cv::imwrite(s.directory + name, frames[i % 2], {cv::IMWRITE_PNG_COMPRESSION, 1}))
+        std::snprintf(name, sizeof name, "/frame_%04d.bmp", i);
+        if (!cv::imwrite(s.directory + name, frames[i % 2]))
             return false;
     }
     return true;
@@ -166,6 +171,21 @@ void remapAndMatch(benchmark::State& state)
     }
 }
 
+// The source as the capture worker reads it, without the 30 fps pace.
+void sourceDecode(benchmark::State& state)
+{
+    LoopingVideoCapture capture(source().pattern, 1e6);
+    cv::Mat frame;
+    for (auto _ : state) {
+        if (!capture.read(frame) || frame.size() != kRawSize) {
+            state.SkipWithError("the frame sequence does not play");
+            return;
+        }
+        benchmark::DoNotOptimize(frame.data);
+    }
+    state.counters["fps"] = benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+}
+
 // One capture round's split and mask of a 1856x800 frame: 0 copies of the
 // halves then the mask, 1 the one-pass split.
 void splitAndMask(benchmark::State& state)
@@ -226,6 +246,7 @@ void publication(benchmark::State& state)
     // Two results first: the workers are past their start.
     bool ok = camera.getDisparityFrame(disparity, centre, stamp) && camera.getDisparityFrame(disparity, centre, stamp);
     const std::uint64_t first = camera.publications();
+    const ThreadCpuTimes cpuAtStart = ThreadCpuTimes::now();
     const auto start = std::chrono::steady_clock::now();
     std::vector<double> latencies;
     for (auto _ : state) {
@@ -237,6 +258,7 @@ void publication(benchmark::State& state)
     }
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     const std::uint64_t published = camera.publications() - first;
+    const std::map<std::string, double> cpu = ThreadCpuTimes::now().since(cpuAtStart);
     const float capturedRate = camera.getRawFrameRate();
     camera.stopStereoCompute();
     camera.stopCapture();
@@ -248,10 +270,25 @@ void publication(benchmark::State& state)
     state.counters["latency_ms"] = quantile(latencies, 0.5);
     state.counters["latency_p90_ms"] = quantile(latencies, 0.9);
     state.counters["capture_fps"] = capturedRate;
+    // Processor time per second of the run, in cores: the capture worker,
+    // the matching lanes, the library's worker threads (parallel remaps)
+    // and the reader (this thread).
+    double capture = 0, match = 0, pool = 0, reader = 0;
+    for (const auto& [name, used] : cpu) {
+        double& group = name == "korvane-capture" ? capture : name == "korvane-match" ? match
+                                                            : name == "main"          ? reader
+                                                                                      : pool;
+        group += used / seconds;
+    }
+    state.counters["cpu_capture"] = capture;
+    state.counters["cpu_match"] = match;
+    state.counters["cpu_pool"] = pool;
+    state.counters["cpu_reader"] = reader;
 }
 
 void registerAll()
 {
+    benchmark::RegisterBenchmark("sourceDecode", sourceDecode)->Unit(benchmark::kMillisecond)->UseRealTime();
     benchmark::RegisterBenchmark("splitAndMask", splitAndMask)
         ->ArgName("onePass")->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond)->UseRealTime();
     auto* remap = benchmark::RegisterBenchmark("remaps", remaps);
@@ -280,6 +317,12 @@ public:
     void Finalize() override
     {
         CollectingReporter::Finalize();
+        const double decoded = counter("sourceDecode/", "fps");
+        std::printf("\nSource: %dx%d BMP sequence, decoded at", kRawSize.width, kRawSize.height);
+        cell(decoded, 7, 1);
+        std::printf(" fps unpaced, x");
+        cell(decoded < 0 ? -1 : decoded / 30.0, 1, 1);
+        std::printf(" its 30 fps pace\n");
         std::printf("\nSGBM depth from a %dx%d source at 30 fps (Depthmode 2): publications per second and\n"
                     "latency from raw time stamp to reader, against one pair in flight and one remap-and-match\n",
                     kRawSize.width, kRawSize.height);
@@ -303,6 +346,24 @@ public:
                 std::printf("\n");
             }
         }
+        std::printf("\nProcessor time during the runs above, in cores (2 = both cores busy)\n");
+        std::printf("%-8s %5s %8s %8s %8s %8s %8s\n", "rect", "pairs", "capture", "match", "pool", "reader",
+                    "total");
+        for (const cv::Size rect : kRectSizes)
+            for (int pairs : {1, 2}) {
+                const std::string key = "publication/w:" + std::to_string(rect.width) + "/h:" +
+                                        std::to_string(rect.height) + "/pairs:" + std::to_string(pairs);
+                std::printf("%-8s %5d", (std::to_string(rect.width) + "x" + std::to_string(rect.height)).c_str(), pairs);
+                double total = 0;
+                for (const char* name : {"cpu_capture", "cpu_match", "cpu_pool", "cpu_reader"}) {
+                    const double used = counter(key, name);
+                    cell(used, 8, 2);
+                    total = used < 0 || total < 0 ? -1 : total + used;
+                }
+                cell(total, 8, 2);
+                std::printf("\n");
+            }
+        printLoad();
         std::fflush(stdout);
     }
 };

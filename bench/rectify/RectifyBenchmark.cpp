@@ -286,6 +286,7 @@ public:
             cell(time < 0 || omnidir <= 0 ? -1 : time / omnidir, 12, 2);
             std::printf("\n");
         }
+        printLoad();
         std::fflush(stdout);
     }
 };
