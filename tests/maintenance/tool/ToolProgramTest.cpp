@@ -1,0 +1,76 @@
+// korvane-maintenance as a program: its exit statuses and output streams,
+// with the virtual modules of this test seen through the inherited environment.
+#include <gtest/gtest.h>
+
+#include "ChildProcess.h"
+#include "Firmware_Image_Generator.h"
+#include "ToolTestSupport.h"
+
+using namespace korvane::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+using ToolProgram = ToolTest;
+
+ToolRun runProgramTool(std::vector<std::string> words)
+{
+    words.insert(words.begin(), KORVANE_MAINTENANCE_TOOL);
+    int status = -1;
+    const std::string out = runProgram(words, {}, status, 60s);
+    return {status, out, ""};
+}
+
+TEST_F(ToolProgram, HelpAndUsageErrors)
+{
+    ToolRun run = runProgramTool({"--help"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out.rfind("Usage: korvane-maintenance <command> [--device N] [options] [arguments]\n", 0), 0u);
+    run = runProgramTool({"restore", "--help"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.out.rfind("Usage: korvane-maintenance restore [--device N] BACKUP [--force]\n", 0), 0u) << run.out;
+    EXPECT_EQ(runProgramTool({}).status, 2);
+    EXPECT_EQ(runProgramTool({"frobnicate"}).status, 2);
+}
+
+TEST_F(ToolProgram, ListsTheModulesAndSaysWhenThereAreNone)
+{
+    ToolRun run = runProgramTool({"list"});
+    EXPECT_EQ(run.status, 3);
+    EXPECT_EQ(run.out, "") << "messages go to standard error";
+
+    addModule(0);
+    run = runProgramTool({"list"});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_NE(lineWith(run.out, "/dev/video0  SPCA2620  QLV_8M_1"), "") << run.out;
+}
+
+TEST_F(ToolProgram, ARefusedImageEndsWithStatusFour)
+{
+    korvane::emulator::VirtualModule& module = addModule(0);
+    const auto image = korvane::firmware::Make_Firmware_Image(korvane::firmware::Firmware_Image_Kind::Kun, 0x10000);
+    const std::string path = work().write("fw.bin", std::string(image.begin(), image.end()));
+    const ToolRun run = runProgramTool({"firmware", path});
+    EXPECT_EQ(run.status, 4);
+    EXPECT_TRUE(module.Queries().empty());
+}
+
+TEST_F(ToolProgram, AFirmwareUpdateShowsItsPhasesAndRestoresTheUserData)
+{
+    Testbed().Set_Restart_Delay(std::chrono::milliseconds(20));
+    korvane::emulator::VirtualModule& module = addModule(0);
+    const std::vector<std::uint8_t> calibration = patternBytes(4096, 11);
+    loadFlash(module, userPieceAddress(0), calibration);
+    const auto image =
+        korvane::firmware::Make_Firmware_Image(korvane::firmware::Firmware_Image_Kind::Header_2620, 0x8000);
+    const std::string path = work().write("fw.bin", std::string(image.begin(), image.end()));
+    const ToolRun run = runProgramTool({"firmware", path, "--wait", "10"});
+    EXPECT_EQ(run.status, 0) << run.out;
+    for (const char* phase : {"% preparing\n", "% erasing\n", "% writing and verifying\n", "% header\n",
+                              "100.0% restarting\n", "User data restored and verified from "})
+        EXPECT_NE(run.out.find(phase), std::string::npos) << phase << "\n" << run.out;
+    EXPECT_EQ(flashBytes(module, 0, image.size()), image);
+    EXPECT_EQ(flashBytes(module, userPieceAddress(0), 4096), calibration);
+}
+
+} // namespace
