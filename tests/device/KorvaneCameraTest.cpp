@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <opencv2/core.hpp>
 
+#include "DeviceLogLines.h"
 #include "DeviceTestSupport.h"
 #include "Extension_Unit_Class/camera_api.h"
 #include "camera/KorvaneCamera.h"
@@ -19,15 +20,6 @@ using korvane::emulator::VirtualModule;
 namespace {
 
 using KorvaneCameraOnModule = DeviceTest;
-
-const std::string kLoaded = "\033[32m[KorvaneCameraSDK][INFO] Load camera flash parameters OK!\n\033[0m";
-const std::string kCannotGet =
-    "\033[1m\033[31m[KorvaneCameraSDK][ERROR] This camera cannot get internal parameters!\n\033[0m"
-    "\033[1m\033[31m[KorvaneCameraSDK][ERROR] You should flash the calibration parameters or load it from "
-    "disk.\n\033[0m";
-const std::string kReleased = "\033[32m[KorvaneCameraSDK][INFO] Korvane camera resource has released.\n\033[0m";
-
-std::string errorLine(const std::string& text) { return "\033[1m\033[31m[KorvaneCameraSDK][ERROR] " + text + "\033[0m"; }
 
 bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 

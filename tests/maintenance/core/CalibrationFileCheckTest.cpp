@@ -3,8 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-
+#include "CalibrationText.h"
 #include "support/TempDir.h"
 
 namespace korvane::maintenance {
@@ -12,6 +11,7 @@ namespace {
 
 using korvane::test::readFile;
 using korvane::test::TempDir;
+using korvane::test::withoutKey;
 
 const char* const kKeys[] = {
     "SerialNumber",        "PositonNumber",           "LeftXi",
@@ -21,22 +21,6 @@ const char* const kKeys[] = {
 };
 
 std::string sampleText() { return readFile(KORVANE_SOURCE_DIR "/data/sample_calibration.yml"); }
-
-// The text without the lines of one top-level key.
-std::string withoutKey(const std::string& text, const std::string& key)
-{
-    std::istringstream lines(text);
-    std::string out;
-    std::string line;
-    bool skipping = false;
-    while (std::getline(lines, line)) {
-        if (!line.empty() && line[0] != ' ')
-            skipping = line.rfind(key + ":", 0) == 0;
-        if (!skipping)
-            out += line + "\n";
-    }
-    return out;
-}
 
 // The text padded with a trailing comment to exactly size bytes.
 std::string paddedTo(std::string text, std::size_t size)

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "emulator/VirtualModuleTest.h"
+#include "ModuleFlashTest.h"
 
 namespace korvane::maintenance {
 namespace {
@@ -14,20 +14,9 @@ using korvane::emulator::Camera_Module;
 using korvane::emulator::ModuleConfig;
 using namespace std::chrono_literals;
 
-class ModuleHandleTest : public korvane::emulator::VirtualModuleTest
+class ModuleHandleTest : public ModuleFlashTest
 {
 protected:
-    void SetUp() override
-    {
-        VirtualModuleTest::SetUp();
-        Camera_UnInit();
-    }
-    void TearDown() override
-    {
-        Camera_UnInit();
-        VirtualModuleTest::TearDown();
-    }
-
     void addModule(int node, const std::string& serial, std::uint16_t vendor = 0x1bcf, const char* release = "0100")
     {
         ModuleConfig config = Camera_Module("2620", node);

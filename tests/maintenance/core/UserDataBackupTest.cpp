@@ -8,26 +8,20 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "ModuleHandle.h"
 #include "UserDataLayout.h"
-#include "emulator/VirtualModuleTest.h"
+#include "ModuleFlashTest.h"
 #include "support/TempDir.h"
 
 namespace korvane::maintenance {
 namespace {
 
-using korvane::emulator::ChipModel;
-using korvane::emulator::FaultRule;
-using korvane::emulator::kAlways;
-using korvane::emulator::kAny;
-using korvane::emulator::kSetCur;
-using korvane::emulator::VirtualModule;
+using namespace korvane::emulator;
 using korvane::test::readFile;
 using korvane::test::TempDir;
 
-std::vector<std::uint8_t> patternPiece(std::uint8_t seed)
+Bytes patternPiece(std::uint8_t seed)
 {
-    std::vector<std::uint8_t> piece(UserDataBackup::kPieceSize);
+    Bytes piece(UserDataBackup::kPieceSize);
     for (std::size_t i = 0; i < piece.size(); ++i)
         piece[i] = static_cast<std::uint8_t>((i * 7 + seed * 13) & 0xFE);
     return piece;
@@ -51,7 +45,7 @@ void expectSame(const UserDataBackup& a, const UserDataBackup& b)
     EXPECT_EQ(a.pieces, b.pieces);
 }
 
-std::string refusal(const std::vector<std::uint8_t>& bytes)
+std::string refusal(const Bytes& bytes)
 {
     UserDataBackup out;
     std::string why;
@@ -97,7 +91,7 @@ TEST(UserDataBackupFormat, BytesRoundTrip)
 
 TEST(UserDataBackupFormat, TheHeaderIsAsDocumented)
 {
-    const std::vector<std::uint8_t> bytes = sampleBackup().toBytes();
+    const Bytes bytes = sampleBackup().toBytes();
     const std::string start(bytes.begin(), bytes.begin() + 12);
     EXPECT_EQ(start, std::string("KVUDBAK\n\x01\x00\x0f\x00", 12));
     // magic, version, 3 texts with their lengths, count, pieces, checksum
@@ -106,25 +100,25 @@ TEST(UserDataBackupFormat, TheHeaderIsAsDocumented)
 
 TEST(UserDataBackupFormat, EveryTruncationIsRefused)
 {
-    const std::vector<std::uint8_t> bytes = sampleBackup().toBytes();
+    const Bytes bytes = sampleBackup().toBytes();
     for (std::size_t length = 8; length < bytes.size(); length += (length < 80 ? 1 : 509)) {
-        const std::string why = refusal(std::vector<std::uint8_t>(bytes.begin(), bytes.begin() + length));
+        const std::string why = refusal(Bytes(bytes.begin(), bytes.begin() + length));
         EXPECT_EQ(why.rfind("the file is truncated: it ends inside the ", 0), 0u) << length << ": " << why;
     }
-    EXPECT_EQ(refusal(std::vector<std::uint8_t>(bytes.begin(), bytes.end() - 1)),
+    EXPECT_EQ(refusal(Bytes(bytes.begin(), bytes.end() - 1)),
               "the file is truncated: it ends inside the piece 1");
 }
 
 TEST(UserDataBackupFormat, AnotherVersionIsRefused)
 {
-    std::vector<std::uint8_t> bytes = sampleBackup().toBytes();
+    Bytes bytes = sampleBackup().toBytes();
     bytes[8] = 2;
     EXPECT_EQ(refusal(bytes), "it is a backup of format version 2; this program reads version 1");
 }
 
 TEST(UserDataBackupFormat, AWrongChecksumIsRefused)
 {
-    std::vector<std::uint8_t> bytes = sampleBackup().toBytes();
+    Bytes bytes = sampleBackup().toBytes();
     bytes[100] ^= 0x01;
     EXPECT_EQ(refusal(bytes), "the checksum does not match: the file is damaged");
     bytes[100] ^= 0x01;
@@ -136,7 +130,7 @@ TEST(UserDataBackupFormat, OtherFilesAndExtraBytesAreRefused)
 {
     EXPECT_EQ(refusal({}), "it is not a user-data backup file");
     EXPECT_EQ(refusal({'%', 'Y', 'A', 'M', 'L', ':', '1', '.', '0'}), "it is not a user-data backup file");
-    std::vector<std::uint8_t> bytes = sampleBackup().toBytes();
+    Bytes bytes = sampleBackup().toBytes();
     bytes.insert(bytes.end() - 4, 0x00);
     EXPECT_EQ(refusal(bytes), "the file has 1 bytes too many");
 }
@@ -224,7 +218,7 @@ TEST(UserDataBackupFiles, SaveIntoAnUnusableDirectoryFails)
 TEST(UserDataBackupFiles, ATruncatedOrMissingFileIsRefusedWithItsPath)
 {
     TempDir dir;
-    const std::vector<std::uint8_t> bytes = sampleBackup().toBytes();
+    const Bytes bytes = sampleBackup().toBytes();
     const std::string path = dir.write("cut.kvbackup", std::string(bytes.begin(), bytes.begin() + 2000));
     UserDataBackup loaded;
     std::string why;
@@ -234,57 +228,33 @@ TEST(UserDataBackupFiles, ATruncatedOrMissingFileIsRefusedWithItsPath)
     EXPECT_EQ(why.rfind("cannot read " + dir.file("absent"), 0), 0u) << why;
 }
 
-class UserDataBackupModuleTest : public korvane::emulator::VirtualModuleTest
+class UserDataBackupModuleTest : public ModuleFlashTest
 {
 protected:
-    void SetUp() override
+    // A 2620 module on /dev/video0 whose user-data pieces hold two patterns.
+    VirtualModule& addPatternedModule(std::uint8_t first, std::uint8_t second)
     {
-        VirtualModuleTest::SetUp();
-        Camera_UnInit();
-    }
-    void TearDown() override
-    {
-        Camera_UnInit();
-        VirtualModuleTest::TearDown();
-    }
-
-    std::unique_ptr<ModuleHandle> open(int node)
-    {
-        std::string error;
-        auto module = ModuleHandle::openByNode(node, error);
-        EXPECT_NE(module, nullptr) << error;
+        VirtualModule& module = Add_Camera("2620", 0);
+        loadFlash(module, 15 * 4096, patternPiece(first));
+        loadFlash(module, 14 * 4096, patternPiece(second));
         return module;
     }
 };
 
-void loadFlashPiece(VirtualModule& module, std::uint32_t piece, const std::vector<std::uint8_t>& bytes)
+UserDataBackup backupOf(ModuleHandle& module)
 {
-    module.With_Chip([&](ChipModel& chip) {
-        chip.Flash().Load(piece * 4096, bytes);
-        return 0;
-    });
-}
-
-std::vector<std::uint8_t> flashPiece(VirtualModule& module, std::uint32_t piece)
-{
-    std::vector<std::uint8_t> bytes(4096);
-    module.With_Chip([&](ChipModel& chip) {
-        chip.Flash().Read(piece * 4096, bytes.data(), bytes.size());
-        return 0;
-    });
-    return bytes;
+    UserDataBackup backup;
+    std::string why;
+    EXPECT_TRUE(UserDataBackup::readFrom(module, backup, why)) << why;
+    return backup;
 }
 
 TEST_F(UserDataBackupModuleTest, TheBackupOfA2620ModuleEqualsItsFlash)
 {
-    VirtualModule& virtualModule = Add_Camera("2620", 0);
-    loadFlashPiece(virtualModule, 15, patternPiece(3));
-    loadFlashPiece(virtualModule, 14, patternPiece(4));
+    VirtualModule& virtualModule = addPatternedModule(3, 4);
     auto module = open(0);
     ASSERT_NE(module, nullptr);
-    UserDataBackup backup;
-    std::string why;
-    ASSERT_TRUE(UserDataBackup::readFrom(*module, backup, why)) << why;
+    const UserDataBackup backup = backupOf(*module);
     ASSERT_EQ(backup.pieces.size(), 2u);
     EXPECT_EQ(backup.pieces[0], flashPiece(virtualModule, 15));
     EXPECT_EQ(backup.pieces[1], flashPiece(virtualModule, 14));
@@ -298,16 +268,12 @@ TEST_F(UserDataBackupModuleTest, TheBackupOfA2620ModuleEqualsItsFlash)
 
 TEST_F(UserDataBackupModuleTest, WriteToRestoresOverwrittenFlash)
 {
-    VirtualModule& virtualModule = Add_Camera("2620", 0);
-    loadFlashPiece(virtualModule, 15, patternPiece(5));
-    loadFlashPiece(virtualModule, 14, patternPiece(6));
+    VirtualModule& virtualModule = addPatternedModule(5, 6);
     auto module = open(0);
     ASSERT_NE(module, nullptr);
-    UserDataBackup backup;
+    const UserDataBackup backup = backupOf(*module);
     std::string why;
-    ASSERT_TRUE(UserDataBackup::readFrom(*module, backup, why)) << why;
-    loadFlashPiece(virtualModule, 15, std::vector<std::uint8_t>(4096, 0x00));
-    loadFlashPiece(virtualModule, 14, std::vector<std::uint8_t>(4096, 0x00));
+    loadFlash(virtualModule, 14 * 4096, Bytes(2 * 4096, 0x00));
     ASSERT_TRUE(backup.writeTo(*module, why)) << why;
     EXPECT_EQ(flashPiece(virtualModule, 15), patternPiece(5));
     EXPECT_EQ(flashPiece(virtualModule, 14), patternPiece(6));
@@ -341,7 +307,7 @@ TEST_F(UserDataBackupModuleTest, AReadBackDifferenceIsReported)
 TEST_F(UserDataBackupModuleTest, ABackupOfAnotherModelOrPieceCountIsRefused)
 {
     VirtualModule& virtualModule = Add_Camera("2281", 0);
-    const std::vector<std::uint8_t> before = flashPiece(virtualModule, 13);
+    const Bytes before = flashPiece(virtualModule, 13);
     auto module = open(0);
     ASSERT_NE(module, nullptr);
     std::string why;
@@ -377,7 +343,7 @@ TEST_F(UserDataBackupModuleTest, TheLayoutMatchesEveryChip)
         ASSERT_TRUE(backup.writeTo(*module, why)) << why;
         for (std::size_t i = 0; i < layout.pieceCount(); ++i)
             EXPECT_EQ(flashPiece(virtualModule, layout.flashPieces()[i]), backup.pieces[i]) << i;
-        std::vector<std::uint8_t> beyond(4096);
+        Bytes beyond(4096);
         EXPECT_EQ(Camera_Flash_R_Api(module->device(), 3, beyond.data()), -7);
         module.reset();
         Camera_UnInit();

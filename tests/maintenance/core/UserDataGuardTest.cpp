@@ -13,26 +13,19 @@
 #include "Extension_Unit_Class/camera_api.h"
 #include "FirmwareTestSupport.h"
 #include "Firmware_Image_Generator.h"
-#include "ModuleHandle.h"
-#include "emulator/VirtualModuleTest.h"
+#include "ModuleFlashTest.h"
 #include "support/CaptureStream.h"
 #include "support/TempDir.h"
 
 namespace korvane::maintenance {
 namespace {
 
-using korvane::emulator::ChipModel;
-using korvane::emulator::FaultRule;
-using korvane::emulator::kAlways;
-using korvane::emulator::kAny;
-using korvane::emulator::kSetCur;
-using korvane::emulator::VirtualModule;
+using namespace korvane::emulator;
 using korvane::firmware::Firmware_Image_Kind;
 using korvane::firmware::Make_Firmware_Image;
 using korvane::test::readFile;
 using korvane::test::TempDir;
 using namespace std::chrono_literals;
-using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint32_t kCalibrationPiece = 15;
 constexpr std::uint32_t kSecondPiece = 14;
@@ -55,40 +48,14 @@ Bytes secondPiece()
     return piece;
 }
 
-void loadFlash(VirtualModule& module, std::uint32_t address, const Bytes& bytes)
-{
-    module.With_Chip([&](ChipModel& chip) {
-        chip.Flash().Load(address, bytes);
-        return 0;
-    });
-}
-
-Bytes flashBytes(VirtualModule& module, std::uint32_t address, std::size_t length)
-{
-    Bytes bytes(length);
-    module.With_Chip([&](ChipModel& chip) {
-        chip.Flash().Read(address, bytes.data(), bytes.size());
-        return 0;
-    });
-    return bytes;
-}
-
-Bytes flashPiece(VirtualModule& module, std::uint32_t piece) { return flashBytes(module, piece * 4096, 4096); }
-
-class UserDataGuardTest : public korvane::emulator::VirtualModuleTest
+class UserDataGuardTest : public ModuleFlashTest
 {
 protected:
     void SetUp() override
     {
         firmware_test::Pin_To_One_Cpu();
-        VirtualModuleTest::SetUp();
+        ModuleFlashTest::SetUp();
         Testbed().Set_Restart_Delay(200ms);
-        Camera_UnInit();
-    }
-    void TearDown() override
-    {
-        Camera_UnInit();
-        VirtualModuleTest::TearDown();
     }
 
     // A 2620 module on /dev/video0 holding a calibration and a second piece.
@@ -100,18 +67,10 @@ protected:
         return module;
     }
 
-    std::unique_ptr<ModuleHandle> open()
-    {
-        std::string error;
-        auto module = ModuleHandle::openByNode(0, error);
-        EXPECT_NE(module, nullptr) << error;
-        return module;
-    }
-
     // Takes the backup of the module on /dev/video0 and lets its handle go.
     void takeBackup(UserDataGuard& guard)
     {
-        auto module = open();
+        auto module = open(0);
         ASSERT_NE(module, nullptr);
         std::ostringstream out;
         ASSERT_TRUE(guard.takeBackup(*module, out)) << out.str();
@@ -135,15 +94,19 @@ protected:
         EXPECT_EQ(kept.pieces, (std::vector<Bytes>{calibrationBlock(), secondPiece()}));
     }
 
-    // What the restore command does: the kept file written back to the module.
-    void restoreFromKeptFile(const UserDataGuard& guard)
+    // What the restore command does: the kept file written back to the
+    // module, which then holds its user data again.
+    void restoreFromKeptFile(const UserDataGuard& guard, VirtualModule& virtualModule)
     {
+        Camera_UnInit();
         UserDataBackup kept;
         std::string why;
         ASSERT_TRUE(UserDataBackup::load(guard.backupPath(), kept, why)) << why;
-        auto module = open();
+        auto module = open(0);
         ASSERT_NE(module, nullptr);
         EXPECT_TRUE(kept.writeTo(*module, why)) << why;
+        EXPECT_EQ(flashPiece(virtualModule, kCalibrationPiece), calibrationBlock());
+        EXPECT_EQ(flashPiece(virtualModule, kSecondPiece), secondPiece());
     }
 
     TempDir m_backups;
@@ -153,7 +116,7 @@ TEST_F(UserDataGuardTest, TheBackupIsSavedAndNamed)
 {
     VirtualModule& virtualModule = addCalibratedModule();
     UserDataGuard guard(m_backups.file("backups"));
-    auto module = open();
+    auto module = open(0);
     ASSERT_NE(module, nullptr);
     std::ostringstream out;
     ASSERT_TRUE(guard.takeBackup(*module, out));
@@ -170,7 +133,7 @@ TEST_F(UserDataGuardTest, ABackupThatCannotBeReadIsReportedAndNothingIsSaved)
 {
     VirtualModule& virtualModule = addCalibratedModule();
     UserDataGuard guard(m_backups.file("backups"));
-    auto module = open();
+    auto module = open(0);
     ASSERT_NE(module, nullptr);
     virtualModule.Fail_Queries(FaultRule{kAny, kAny, kAny, EIO, kAlways, 0});
     std::ostringstream out;
@@ -187,7 +150,7 @@ TEST_F(UserDataGuardTest, AFirmwareDownloadWipesTheCalibrationAndTheGuardBringsI
     UserDataGuard guard(m_backups.file("backups"));
     const Bytes image = Make_Firmware_Image(Firmware_Image_Kind::Header_2620, 0x9000, 4);
     {
-        auto module = open();
+        auto module = open(0);
         ASSERT_NE(module, nullptr);
         EXPECT_TRUE(UserDataBackup::downloadCoversUserData(*module));
         std::ostringstream out;
@@ -228,9 +191,7 @@ TEST_F(UserDataGuardTest, AFailedRestoreWriteIsReported)
     expectKeptAndNamed(guard, restoreFailure(guard, 3s), "writing user-data piece 0 failed (code -3)");
 
     virtualModule.Clear_Faults();
-    Camera_UnInit();
-    restoreFromKeptFile(guard);
-    EXPECT_EQ(flashPiece(virtualModule, kCalibrationPiece), calibrationBlock());
+    restoreFromKeptFile(guard, virtualModule);
 }
 
 TEST_F(UserDataGuardTest, AReadBackDifferenceIsReported)
@@ -249,9 +210,7 @@ TEST_F(UserDataGuardTest, AReadBackDifferenceIsReported)
         chip.Flash().Clear_Stuck_Bits();
         return 0;
     });
-    Camera_UnInit();
-    restoreFromKeptFile(guard);
-    EXPECT_EQ(flashPiece(virtualModule, kSecondPiece), secondPiece());
+    restoreFromKeptFile(guard, virtualModule);
 }
 
 TEST_F(UserDataGuardTest, AModuleThatDoesNotComeBackIsReported)
@@ -267,9 +226,7 @@ TEST_F(UserDataGuardTest, AModuleThatDoesNotComeBackIsReported)
 
     Testbed().Replug(virtualModule);
     loadFlash(virtualModule, kCalibrationPiece * 4096, Bytes(4096, 0));
-    Camera_UnInit();
-    restoreFromKeptFile(guard);
-    EXPECT_EQ(flashPiece(virtualModule, kCalibrationPiece), calibrationBlock());
+    restoreFromKeptFile(guard, virtualModule);
 }
 
 TEST_F(UserDataGuardTest, NoBackupNothingToRestore)
