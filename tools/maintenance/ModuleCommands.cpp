@@ -43,7 +43,8 @@ std::string calibrationState(ModuleHandle& module, bool& readFailed)
     std::string why;
     if (CalibrationFileCheck::checkBlock(block, why))
         return "valid calibration file";
-    return "NOT a valid calibration file (" + why + "); restore a backup or write one with calib-write";
+    return "NOT a valid calibration file: " + why +
+           "\n                restore a backup (restore) or write a calibration file (calib-write)";
 }
 
 } // namespace

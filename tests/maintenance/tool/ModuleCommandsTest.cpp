@@ -92,8 +92,10 @@ TEST_F(ModuleCommands, InfoWarnsOfAFlashThatLostItsCalibration)
     const ToolRun run = runTool({"info"});
     EXPECT_EQ(run.status, 0) << run.err;
     const std::string line = lineWith(run.out, "Calibration:");
-    EXPECT_TRUE(contains(line, "NOT a valid calibration file (")) << line;
-    EXPECT_TRUE(contains(line, "calib-write")) << line;
+    EXPECT_EQ(line, "Calibration:    NOT a valid calibration file: the block is erased (every byte is 0xFF)");
+    EXPECT_TRUE(contains(run.out, "\n                restore a backup (restore) or write a calibration file "
+                                  "(calib-write)\n"))
+        << run.out;
 }
 
 TEST_F(ModuleCommands, InfoWhoseFlashReadFailsEndsWithStatusOne)
