@@ -16,6 +16,9 @@ constexpr std::uint16_t kModeRegister = 0x20D8;
 constexpr std::uint8_t kModeChange = 0x5A;
 constexpr std::uint8_t kIdOpcodeIndex = 13;
 constexpr std::uint16_t kProgramWindow = 64;
+constexpr std::uint8_t kPieceDataSelector = 0x0F;
+// A query's size is 16 bits: a piece longer than that moves in transfers of this many bytes.
+constexpr std::uint32_t kLongPieceTransfer = 0x8000;
 
 // Bits of the GPIO input registers that only the pins drive.
 std::uint8_t Read_Only_Bits(std::uint16_t address)
@@ -80,6 +83,11 @@ bool ChipModel::Has_Valid_Header() const
     return false;
 }
 
+std::uint32_t ChipModel::Piece_Transfer_Length() const
+{
+    return m_pieceLength > 0xFFFF ? kLongPieceTransfer : m_pieceLength;
+}
+
 bool ChipModel::Take_Restart_Request()
 {
     const bool requested = m_restartRequested;
@@ -96,8 +104,8 @@ std::uint32_t ChipModel::Control_Length(std::uint8_t selector) const
         return 1;
     case 0x0D: case 0x0E:
         return 4;
-    case 0x0F:
-        return m_pieceLength;
+    case kPieceDataSelector:
+        return Piece_Transfer_Length();
     case 0x16:
         return kProgramWindow;
     case 0x17:
@@ -118,7 +126,8 @@ int ChipModel::Answer(const XuQuery& query, std::uint8_t* data)
     case kGetLen:
         if (query.size != 2)
             return ENOBUFS;
-        Put_Little_Endian(data, length, 2);
+        // The piece length goes into 16 bits: 0x10000 reads as 0.
+        Put_Little_Endian(data, query.selector == kPieceDataSelector ? m_pieceLength : length, 2);
         return 0;
     case kGetInfo:
         if (query.size != 1)
@@ -143,7 +152,8 @@ void ChipModel::Write_Isp(std::uint16_t address, std::uint8_t value)
 {
     const std::uint8_t kept = Read_Only_Bits(address);
     m_isp[address] = static_cast<std::uint8_t>((value & ~kept) | (m_isp[address] & kept));
-    if ((address == kRestartRegister && value == 0x01) || (address == kModeRegister && value == kModeChange))
+    const bool modeChange = address == kModeRegister && value == kModeChange;
+    if ((address == kRestartRegister && value == 0x01) || (modeChange && m_profile.modeChangeLeavesBus))
         m_restartRequested = true;
 }
 
@@ -194,8 +204,8 @@ int ChipModel::Set(std::uint8_t selector, const std::uint8_t* data)
     case 0x0E:
         m_pieceAddress = Little_Endian(data, 4);
         return 0;
-    case 0x0F:
-        return Guarded_Write([&] { m_flash.Program(m_pieceAddress, data, m_pieceLength); });
+    case kPieceDataSelector:
+        return Guarded_Write([&] { m_flash.Program(m_pieceAddress, data, Piece_Transfer_Length()); });
     case 0x10:
         m_pieceControl = data[0];
         return 0;
@@ -233,8 +243,8 @@ int ChipModel::Get(std::uint8_t selector, std::uint8_t* data)
     case 0x0E:
         Put_Little_Endian(data, m_pieceAddress, 4);
         return 0;
-    case 0x0F:
-        m_flash.Read(m_pieceAddress, data, m_pieceLength);
+    case kPieceDataSelector:
+        m_flash.Read(m_pieceAddress, data, Piece_Transfer_Length());
         return 0;
     case 0x10:
         data[0] = m_pieceControl;

@@ -39,7 +39,8 @@ public:
     // Back to the power-on state; the flash keeps its contents and decides what boots.
     void Restart();
     // True once after the host wrote the restart request (0x01 to 0x2034)
-    // or the mode change (0x5A to 0x20D8): the chip then leaves the bus.
+    // or, on a chip whose mode change re-enumerates, the mode change (0x5A
+    // to 0x20D8): the chip then leaves the bus.
     bool Take_Restart_Request();
     Boot_Mode Booted() const { return m_booted; }
     // True when the flash holds a header this chip starts from.
@@ -52,7 +53,10 @@ public:
     void Set_Sensor(std::uint16_t address, std::uint16_t value) { m_sensor[address] = value; }
     // Opcode loaded at a command-set index (1 .. 13).
     std::uint8_t Command_Set(std::uint8_t index) const { return m_commandSet[index]; }
+    // The piece length the chip reports (1 .. 0x10000; 0x10000 reads as 0 in
+    // the 16-bit answer). A piece longer than 0xFFFF bytes moves in 0x8000-byte transfers.
     void Set_Piece_Length(std::uint32_t length) { m_pieceLength = length; }
+    std::uint32_t Piece_Length() const { return m_pieceLength; }
     // Erases and programs refused since power-on.
     int Refused_Writes() const { return m_refusedWrites; }
     SerialFlashModel& Flash() { return m_flash; }
@@ -62,6 +66,8 @@ public:
 private:
     // Data length of a selector, 0 when the chip has no such control.
     std::uint32_t Control_Length(std::uint8_t selector) const;
+    // Bytes per data query of a piece.
+    std::uint32_t Piece_Transfer_Length() const;
     int Set(std::uint8_t selector, const std::uint8_t* data);
     int Get(std::uint8_t selector, std::uint8_t* data);
     void Write_Isp(std::uint16_t address, std::uint8_t value);

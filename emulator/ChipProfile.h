@@ -21,6 +21,10 @@ struct ChipProfile
     // (first byte high) that make it valid; 0 marks an unused pair.
     std::uint32_t headerOffset;
     std::uint16_t headers[2];
+    // Whether the mode change (0x5A to ISP 0x20D8) makes the chip leave the
+    // bus and re-enumerate, or only switches it in place (the chip whose
+    // update writes its boot-code switch right after the mode change).
+    bool modeChangeLeavesBus;
 };
 
 const std::vector<ChipProfile>& Chip_Profiles();

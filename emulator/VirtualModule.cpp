@@ -9,6 +9,8 @@ namespace korvane::emulator {
 
 namespace {
 
+constexpr std::uint32_t kLongestPiece = 0x10000;
+
 std::unique_ptr<ChipModel> Make_Chip(const ModuleConfig& config)
 {
     if (config.chip.empty())
@@ -20,11 +22,29 @@ std::unique_ptr<ChipModel> Make_Chip(const ModuleConfig& config)
     const FlashPart* part = Find_Flash_Part(partName);
     if (!part)
         throw std::invalid_argument("unknown flash part: " + partName);
+    if (config.pieceLength > kLongestPiece)
+        throw std::invalid_argument("piece length above 0x10000: " + std::to_string(config.pieceLength));
+    if (config.firmware.size() > part->size)
+        throw std::invalid_argument("firmware area contents longer than the " + partName + " flash");
     auto chip = std::make_unique<ChipModel>(*profile, *part);
     if (config.pieceLength != 0)
         chip->Set_Piece_Length(config.pieceLength);
+    if (!config.firmware.empty())
+        chip->Flash().Load(0, config.firmware);
     chip->Flash().Load(kIdentificationAddress, Identification_Block(config));
+    for (const StuckBits& stuck : config.stuckBits)
+        chip->Flash().Set_Stuck_Bits(stuck.address, stuck.bits);
+    // What boots first depends on the loaded flash.
+    chip->Restart();
     return chip;
+}
+
+FaultPlan Initial_Faults(const ModuleConfig& config)
+{
+    FaultPlan plan;
+    for (const FaultRule& rule : config.faults)
+        plan.Add(rule);
+    return plan;
 }
 
 bool Is_Set_Request(std::uint8_t query) { return query == kSetCur; }
@@ -39,7 +59,13 @@ std::vector<std::uint8_t> Identification_Block(const ModuleConfig& config)
     return block;
 }
 
-VirtualModule::VirtualModule(ModuleConfig config) : m_config(std::move(config)), m_chip(Make_Chip(m_config)) {}
+VirtualModule::VirtualModule(ModuleConfig config)
+    : m_config(std::move(config)),
+      m_chip(Make_Chip(m_config)),
+      m_faults(Initial_Faults(m_config)),
+      m_powerLossIn(m_config.powerLossAfter)
+{
+}
 
 int VirtualModule::Answer(const std::string& node, const XuQuery& query, std::uint8_t* data)
 {

@@ -27,7 +27,8 @@ std::vector<std::uint8_t> Identification_Block(const ModuleConfig& config);
 class VirtualModule
 {
 public:
-    // Throws std::invalid_argument for an unknown chip or flash part.
+    // Throws std::invalid_argument for an unknown chip or flash part, a
+    // piece length above 0x10000 or firmware contents longer than the flash.
     explicit VirtualModule(ModuleConfig config);
 
     const ModuleConfig& Config() const { return m_config; }
@@ -77,7 +78,7 @@ private:
     FaultPlan m_faults;
     std::vector<QueryRecord> m_queries;
     bool m_powered = true;  // false from a restart request or power loss until the chip restarts
-    int m_powerLossIn = -1; // queries left before the power fails; negative: never
+    int m_powerLossIn; // queries left before the power fails; negative: never
     std::vector<Boot_Mode> m_boots;
     std::function<void()> m_restartListener; // set before the module is plugged in
 };

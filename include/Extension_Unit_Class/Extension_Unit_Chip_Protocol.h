@@ -89,6 +89,8 @@ private:
     bool Takes_Image(const std::uint8_t* image, std::uint32_t length, bool whole) const;
     // One step of download progress: counted, printed and stored through progress.
     void Take_Download_Step(float* progress);
+    // After a read-back difference: the sector holding the image header reads all 0xFF.
+    void Blank_Header_Sector(Flash_Piece_Channel& channel);
 
     const Extension_Unit_Chip_Table& m_table;
     std::unique_ptr<Extension_Unit_Base_Class> m_ownedExtUnit;

@@ -22,6 +22,9 @@ constexpr int kResetFailed = -1;
 constexpr int kImageDoesNotFit = -2;
 constexpr int kPieceTransferFailed = -3;
 constexpr int kNoFlash = -4;
+// The chip's piece length does not make up a 4096-byte piece: the piece
+// channel's failure code, returned before any piece transfer.
+constexpr int kPieceLengthUnfit = kPieceTransferFailed;
 constexpr int kPieceOutOfRange = -7;
 
 constexpr std::uint16_t kUserPieces = 3;
@@ -158,6 +161,8 @@ int Extension_Unit_Chip_Protocol::Read_ISP_Mem_Piece(std::uint16_t piece, std::u
     std::uint16_t length = 0;
     if (Get_Flash_Length_Mes(length) != 0)
         return kPieceTransferFailed;
+    if (!Flash_Piece_Channel::Divides_A_Piece(length))
+        return kPieceLengthUnfit;
     return Piece_Channel().Read(Piece_Address(piece), length, buffer);
 }
 
@@ -168,10 +173,15 @@ int Extension_Unit_Chip_Protocol::Write_ISP_Mem_Piece(std::uint16_t piece, std::
         return kBadArgument;
     if (const int loaded = Set_Flash_type(false))
         return loaded;
+    // The piece is written in the chip's transfer length; a length that
+    // cannot make up the piece is refused before the erase, so nothing is lost.
+    std::uint16_t length = 0;
+    if (Get_Flash_Length_Mes(length) != 0 || !Flash_Piece_Channel::Divides_A_Piece(length))
+        return kPieceLengthUnfit;
     Flash_Piece_Channel channel = Piece_Channel();
     if (channel.Erase_Sector(Piece_Address(piece)) != 0)
         return kPieceTransferFailed;
-    return channel.Program(Piece_Address(piece), buffer);
+    return channel.Program(Piece_Address(piece), length, buffer);
 }
 
 int Extension_Unit_Chip_Protocol::Set_Flash_type(bool full)
@@ -250,11 +260,12 @@ int Extension_Unit_Chip_Protocol::Download_Firmware(std::uint8_t* image, std::ui
         return loaded;
     if (layout.stepAfterFlashType)
         Take_Download_Step(progress);
-    std::uint16_t pieceLength = 0;
-    if (Get_Flash_Length_Mes(pieceLength) != 0)
+    std::uint16_t answer = 0;
+    if (Get_Flash_Length_Mes(answer) != 0)
         return kPieceTransferFailed;
+    const std::uint32_t pieceLength = Flash_Piece_Channel::Reported_Piece_Length(answer);
     // A length that does not divide the area cannot be written; nothing is erased yet.
-    if (pieceLength == 0 || layout.areaLength % pieceLength != 0)
+    if (layout.areaLength % pieceLength != 0)
         return kPieceTransferFailed;
     Take_Download_Step(progress);
 
@@ -287,9 +298,7 @@ int Extension_Unit_Chip_Protocol::Download_Firmware(std::uint8_t* image, std::ui
         usleep(kPiecePause);
         Take_Download_Step(progress);
         if (!std::equal(data, data + compared, readBack.begin())) {
-            // The header sector is blanked so that the chip starts its boot code.
-            std::vector<std::uint8_t> blank(Flash_Piece_Channel::PIECE_SIZE, 0xFF);
-            Write_ISP_Mem_Piece(static_cast<std::uint16_t>(layout.headerAddress >> 12), blank.data());
+            Blank_Header_Sector(channel);
             reset();
             return kVerifyFailed;
         }
@@ -297,6 +306,17 @@ int Extension_Unit_Chip_Protocol::Download_Firmware(std::uint8_t* image, std::ui
     Take_Download_Step(progress);
     reset();
     return 0;
+}
+
+// The header sector is blanked so that the chip starts its boot code. When
+// the chip's piece length does not let the piece be written, the sector is
+// erased alone: erased bytes read 0xFF all the same.
+void Extension_Unit_Chip_Protocol::Blank_Header_Sector(Flash_Piece_Channel& channel)
+{
+    const std::uint16_t headerPiece = static_cast<std::uint16_t>(m_table.firmware.headerAddress >> 12);
+    std::vector<std::uint8_t> blank(Flash_Piece_Channel::PIECE_SIZE, 0xFF);
+    if (Write_ISP_Mem_Piece(headerPiece, blank.data()) != 0)
+        channel.Erase_Sector(Piece_Address(headerPiece));
 }
 
 // Clears the image header (programming only clears bits, so the rest of the

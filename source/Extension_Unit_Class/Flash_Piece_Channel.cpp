@@ -59,7 +59,7 @@ int Flash_Piece_Channel::Query_Length(std::uint8_t scheme, std::uint16_t& length
 
 int Flash_Piece_Channel::Read(std::uint32_t address, std::uint16_t length, std::uint8_t* buffer)
 {
-    if (length == 0 || length > PIECE_SIZE || PIECE_SIZE % length != 0)
+    if (!Divides_A_Piece(length))
         return kTransferFailed;
     const std::uint16_t unit = m_table.unitId;
     for (std::uint32_t offset = 0; offset < PIECE_SIZE; offset += length) {
@@ -87,9 +87,15 @@ int Flash_Piece_Channel::Erase_Sector(std::uint32_t address)
     return Transaction(m_table.templates.Windows_set_sector_erase, bytes.bytes);
 }
 
-int Flash_Piece_Channel::Program(std::uint32_t address, std::uint8_t* buffer)
+bool Flash_Piece_Channel::Divides_A_Piece(std::uint16_t length)
 {
-    const std::uint16_t length = m_table.pieceLength;
+    return length != 0 && length <= PIECE_SIZE && PIECE_SIZE % length == 0;
+}
+
+int Flash_Piece_Channel::Program(std::uint32_t address, std::uint16_t length, std::uint8_t* buffer)
+{
+    if (!Divides_A_Piece(length))
+        return kTransferFailed;
     const Windows_UVC_xu_control_unit data = {Get_Len_Request(m_table.unitId, XU_SEL_PIECE_DATA, length),
                                               Set_Cur_Request(m_table.unitId, XU_SEL_PIECE_DATA, length)};
     for (std::uint32_t offset = 0; offset < PIECE_SIZE; offset += length) {
@@ -100,22 +106,46 @@ int Flash_Piece_Channel::Program(std::uint32_t address, std::uint8_t* buffer)
     return 0;
 }
 
-int Flash_Piece_Channel::Write_Piece(std::uint32_t address, std::uint8_t* data, std::uint16_t length)
+std::uint32_t Flash_Piece_Channel::Reported_Piece_Length(std::uint16_t answer)
 {
-    const Windows_UVC_xu_control_unit transfer = {Get_Len_Request(m_table.unitId, XU_SEL_PIECE_DATA, length),
-                                                  Set_Cur_Request(m_table.unitId, XU_SEL_PIECE_DATA, length)};
-    if (Set_Address(address) != 0 || Transaction(transfer, data) != 0)
+    return answer == 0 ? 0x10000u : answer;
+}
+
+std::uint32_t Flash_Piece_Channel::Transfer_Length(std::uint32_t pieceLength)
+{
+    return pieceLength > 0xFFFF ? LONG_PIECE_TRANSFER : pieceLength;
+}
+
+int Flash_Piece_Channel::Piece_Transfers(std::uint8_t request, std::uint32_t address, std::uint8_t* data,
+                                         std::uint32_t length)
+{
+    const std::uint32_t step = Transfer_Length(length);
+    if (step == 0 || length % step != 0)
         return kTransferFailed;
+    const auto size = static_cast<std::uint16_t>(step);
+    const Windows_UVC_xu_control_unit transfer = {
+        Get_Len_Request(m_table.unitId, XU_SEL_PIECE_DATA, size),
+        request == UVC_SET_CUR ? Set_Cur_Request(m_table.unitId, XU_SEL_PIECE_DATA, size)
+                               : Get_Cur_Request(m_table.unitId, XU_SEL_PIECE_DATA, size)};
+    // From the top down: the piece's start, which holds the image header in
+    // piece 0, is written last, so a failure between transfers leaves no
+    // valid header over a partly written piece.
+    for (std::uint32_t offset = length; offset > 0;) {
+        offset -= step;
+        if (Set_Address(address + offset) != 0 || Transaction(transfer, data + offset) != 0)
+            return kTransferFailed;
+    }
     return 0;
 }
 
-int Flash_Piece_Channel::Read_Back_Piece(std::uint32_t address, std::uint8_t* data, std::uint16_t length)
+int Flash_Piece_Channel::Write_Piece(std::uint32_t address, std::uint8_t* data, std::uint32_t length)
 {
-    const Windows_UVC_xu_control_unit transfer = {Get_Len_Request(m_table.unitId, XU_SEL_PIECE_DATA, length),
-                                                  Get_Cur_Request(m_table.unitId, XU_SEL_PIECE_DATA, length)};
-    if (Set_Address(address) != 0 || Transaction(transfer, data) != 0)
-        return kTransferFailed;
-    return 0;
+    return Piece_Transfers(UVC_SET_CUR, address, data, length);
+}
+
+int Flash_Piece_Channel::Read_Back_Piece(std::uint32_t address, std::uint8_t* data, std::uint32_t length)
+{
+    return Piece_Transfers(UVC_GET_CUR, address, data, length);
 }
 
 int Flash_Piece_Channel::Program_Window(std::uint32_t address, std::uint8_t* data)

@@ -13,8 +13,18 @@ class Flash_Piece_Channel
 {
 public:
     static constexpr std::uint32_t PIECE_SIZE = 4096;
+    // A query's size is 16 bits: a longer piece moves in transfers of this many bytes.
+    static constexpr std::uint32_t LONG_PIECE_TRANSFER = 0x8000;
+
+    // The piece length a chip's 16-bit answer stands for: 0 is 0x10000 (the field wraps).
+    static std::uint32_t Reported_Piece_Length(std::uint16_t answer);
+    // Bytes per transfer of a piece of that length.
+    static std::uint32_t Transfer_Length(std::uint32_t pieceLength);
 
     Flash_Piece_Channel(ExtUnit& unit, const Extension_Unit_Chip_Table& table);
+
+    // True when transfers of that length make up a piece exactly (a reported 0 stands for 0x10000: never).
+    static bool Divides_A_Piece(std::uint16_t length);
 
     // Tells the chip the flash ID scheme and asks its transfer length; 0, or -3 on a failed transfer.
     int Query_Length(std::uint8_t scheme, std::uint16_t& length);
@@ -23,12 +33,15 @@ public:
     int Read(std::uint32_t address, std::uint16_t length, std::uint8_t* buffer);
     // Erases the sector at address; 0 or -3.
     int Erase_Sector(std::uint32_t address);
-    // Programs the piece at address in transfers of the chip's write length,
-    // pausing 10 ms after each; 0, or -3 at the first failed transfer.
-    int Program(std::uint32_t address, std::uint8_t* buffer);
-    // One transfer of length bytes to or from address, without a pause; 0 or -3.
-    int Write_Piece(std::uint32_t address, std::uint8_t* data, std::uint16_t length);
-    int Read_Back_Piece(std::uint32_t address, std::uint8_t* data, std::uint16_t length);
+    // Programs the piece at address in transfers of length bytes, pausing
+    // 10 ms after each; 0, or -3 at the first failed transfer or for a length
+    // that does not divide the piece (then nothing is sent).
+    int Program(std::uint32_t address, std::uint16_t length, std::uint8_t* buffer);
+    // A piece of length bytes to or from address, without a pause: one
+    // transfer, or, when the piece is longer than a query holds, several
+    // after their own addresses from the top of the piece down; 0 or -3.
+    int Write_Piece(std::uint32_t address, std::uint8_t* data, std::uint32_t length);
+    int Read_Back_Piece(std::uint32_t address, std::uint8_t* data, std::uint32_t length);
     // Programs the 64 bytes of the program window at address; 0 or -3.
     int Program_Window(std::uint32_t address, std::uint8_t* data);
 
@@ -36,6 +49,8 @@ private:
     int Single(Windows_UVC_xu_control request, void* data);
     int Transaction(const Windows_UVC_xu_control_unit& request, void* data);
     int Set_Address(std::uint32_t address);
+    // Address then data for each transfer of a piece; 0 or -3 at the first failure.
+    int Piece_Transfers(std::uint8_t request, std::uint32_t address, std::uint8_t* data, std::uint32_t length);
 
     ExtUnit& m_unit;                          // borrowed from the control object
     const Extension_Unit_Chip_Table& m_table; // the chip's constant table

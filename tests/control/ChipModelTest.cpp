@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <string>
 #include <vector>
 
 using namespace korvane::emulator;
@@ -242,6 +243,44 @@ TEST_F(ChipModelTest, PieceLengthFollowsTheModule)
 {
     m_chip.Set_Piece_Length(4096);
     EXPECT_EQ(Length_Of(0x0F), 4096u);
+}
+
+// 0x10000 does not fit the 16-bit answer: it reads as 0, and the piece
+// moves in 0x8000-byte transfers at the piece address.
+TEST_F(ChipModelTest, WholeAreaPieceLengthReadsAsZeroAndMovesInHalves)
+{
+    m_chip.Set_Piece_Length(0x10000);
+    EXPECT_EQ(Length_Of(0x0F), 0u);
+    const auto commands = Write_Command_Set(m_chip.Flash().Part());
+    ASSERT_TRUE(commands);
+    for (std::size_t i = 0; i < commands->size(); ++i) {
+        ASSERT_EQ(Set(0x07, {static_cast<std::uint8_t>(i + 1)}), 0);
+        ASSERT_EQ(Set(0x08, {(*commands)[i]}), 0);
+    }
+    ASSERT_EQ(Set(0x0D, {0x00, 0x80, 0x00, 0x00}), 0);
+    ASSERT_EQ(Set(0x0E, {0x00, 0x80, 0x00, 0x00}), 0);
+    std::vector<std::uint8_t> half(0x8000, 0x42);
+    EXPECT_EQ(m_chip.Answer({4, 0x0F, kSetCur, 0x8000}, half.data()), 0);
+    EXPECT_EQ(m_chip.Answer({4, 0x0F, kSetCur, 0x0400}, half.data()), ENOBUFS);
+    std::vector<std::uint8_t> back(0x8000, 0);
+    EXPECT_EQ(m_chip.Answer({4, 0x0F, kGetCur, 0x8000}, back.data()), 0);
+    EXPECT_EQ(back, half);
+}
+
+// The chip whose update writes the boot-code switch right after the mode
+// change stays on the bus; the others leave it to change their mode.
+TEST(ChipModelModeChange, LeavesTheBusOnEveryChipButThe2282)
+{
+    for (const ChipProfile& profile : Chip_Profiles()) {
+        SCOPED_TRACE(profile.name);
+        ChipModel chip(profile, *Find_Flash_Part(profile.flashPart));
+        std::uint8_t address[2] = {0xD8, 0x20};
+        std::uint8_t value = 0x5A;
+        ASSERT_EQ(chip.Answer({profile.unitId, 0x02, kSetCur, 2}, address), 0);
+        ASSERT_EQ(chip.Answer({profile.unitId, 0x03, kSetCur, 1}, &value), 0);
+        EXPECT_EQ(chip.Isp(0x20D8), 0x5A);
+        EXPECT_EQ(chip.Take_Restart_Request(), std::string(profile.name) != "2282");
+    }
 }
 
 TEST_F(ChipModelTest, RestartRequestIsTakenOnce)

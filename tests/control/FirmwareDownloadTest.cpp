@@ -33,6 +33,26 @@ Bytes Padded(const Bytes& image, std::uint32_t length = kArea)
     return padded;
 }
 
+// The piece events (address, write, read) of a download, in order.
+std::vector<Event> Piece_Events(const std::vector<QueryRecord>& queries)
+{
+    std::vector<Event> pieces;
+    for (const Event& event : Flash_Events(queries))
+        if (event.kind == 'A' || event.kind == 'W' || event.kind == 'R')
+            pieces.push_back(event);
+    return pieces;
+}
+
+// What the chip answered to the GET_LEN queries of the piece data selector.
+std::vector<Bytes> Piece_Length_Answers(const std::vector<QueryRecord>& queries)
+{
+    std::vector<Bytes> answers;
+    for (const QueryRecord& query : queries)
+        if (query.request.selector == 0x0F && query.request.query == kGetLen && query.error == 0)
+            answers.push_back(query.data);
+    return answers;
+}
+
 class FirmwareDownloadTest : public VirtualModuleTest
 {
 protected:
@@ -207,10 +227,7 @@ TEST_F(FirmwareDownloadTest, TwoPieceChipWritesPieceOneThenPieceZero)
     ASSERT_EQ(Download(image, nullptr, &errors), 0);
 
     EXPECT_EQ(Schedule_Lines(errors), Expected_Schedule(23, 1.47f));
-    std::vector<Event> pieces;
-    for (const Event& event : Flash_Events(module.Queries()))
-        if (event.kind == 'A' || event.kind == 'W' || event.kind == 'R')
-            pieces.push_back(event);
+    const std::vector<Event> pieces = Piece_Events(module.Queries());
     const std::vector<Event> expected = {{'A', 0x8000, 0, {}}, {'W', 0x8000, 0, {}}, {'A', 0x8000, 0, {}},
                                          {'R', 0x8000, 0, {}}, {'A', 0, 0, {}},      {'W', 0x8000, 0, {}},
                                          {'A', 0, 0, {}},      {'R', 0x8000, 0, {}}};
@@ -218,20 +235,138 @@ TEST_F(FirmwareDownloadTest, TwoPieceChipWritesPieceOneThenPieceZero)
     EXPECT_EQ(Flash_Bytes(module, 0, kArea), Padded(image));
 }
 
-// A 16-bit length answer cannot say 0x10000: the chip's 0 is refused before anything is erased.
-TEST_F(FirmwareDownloadTest, WholeAreaPieceLengthIsRefusedBeforeErasing)
+// A 16-bit length answer of 0 stands for 0x10000: the whole area is one
+// piece, piece 0, written and verified in two 0x8000-byte transfers each
+// (a query's size cannot hold 0x10000), the half with the header last, and
+// the chip restarted last.
+TEST_F(FirmwareDownloadTest, OnePieceChipWritesAndVerifiesOnlyPieceZero)
 {
     VirtualModule& module = Module("2620", 0x10000);
-    const Bytes before = Flash_Bytes(module, 0, kArea);
+    Load_Flash(module, 0, Bytes(kArea, 0x3C));
+    const Bytes image = Make_Firmware_Image(Firmware_Image_Kind::Header_2620, 0xB000, 6);
+    module.Clear_Queries();
+    float progress = -1.0f;
+    std::string errors;
+
+    ASSERT_EQ(Download(image, &progress, &errors), 0);
+
+    // 1 + 1 + 16 + 2 + 1 steps: progress ends short of 100.
+    EXPECT_EQ(Schedule_Lines(errors), Expected_Schedule(21, 1.47f));
+    EXPECT_EQ(progress, 21 / 1.47f);
+    EXPECT_LT(progress, 100.0f);
+    EXPECT_EQ(m_protocol->chip()->u_StepNum, 21u);
+    EXPECT_EQ(Flash_Bytes(module, 0, kArea), Padded(image));
+    const std::vector<QueryRecord> queries = module.Queries();
+    ASSERT_FALSE(Piece_Length_Answers(queries).empty());
+    EXPECT_EQ(Piece_Length_Answers(queries).front(), (Bytes{0x00, 0x00}));
+
+    std::vector<Event> expected;
+    for (std::uint32_t sector = 16; sector > 0; --sector)
+        expected.push_back({'E', (sector - 1) * 0x1000, 0, {}});
+    for (char kind : {'W', 'R'})
+        for (std::uint32_t half : {0x8000u, 0u}) {
+            expected.push_back({'A', half, 0, {}});
+            expected.push_back({kind, 0x8000, 0, {}});
+        }
+    for (const Event& event : Reset_Events())
+        expected.push_back(event);
+    const std::vector<Event> events = Flash_Events(queries);
+    ASSERT_EQ(events.size(), expected.size());
+    for (std::size_t i = 0; i < events.size(); ++i)
+        ASSERT_EQ(events[i], expected[i]) << "event " << i << ": " << Describe(events[i]) << " instead of "
+                                          << Describe(expected[i]);
+    const Bytes padded = Padded(image);
+    EXPECT_EQ(events[17].data, Bytes(padded.begin() + 0x8000, padded.end()));
+    EXPECT_EQ(events[19].data, Bytes(padded.begin(), padded.begin() + 0x8000));
+    EXPECT_EQ(queries.back().request.selector, 0x03);
+    EXPECT_EQ(queries.back().data, Bytes{0x01});
+
+    EXPECT_EQ(Boot_After_Restart(module), Boot_Mode::Firmware);
+}
+
+// The one piece is compared on its first 1024 bytes; a difference there
+// leaves the header sector blank (erased: the chip's length cannot make up
+// a 4096-byte piece write) and the chip in its boot code.
+TEST_F(FirmwareDownloadTest, OnePieceReadBackDifferenceLeavesTheHeaderSectorBlank)
+{
+    VirtualModule& module = Module("2620", 0x10000);
+    module.With_Chip([](ChipModel& chip) { chip.Flash().Set_Stuck_Bits(700, 0x40); });
+    Bytes image = Make_Firmware_Image(Firmware_Image_Kind::Header_2620, 0x6000);
+    image[700] = 0x00;
     module.Clear_Queries();
     std::string errors;
 
-    EXPECT_EQ(Download(Make_Firmware_Image(Firmware_Image_Kind::Header_2620, 0x1000), nullptr, &errors), -3);
+    EXPECT_EQ(Download(image, nullptr, &errors), -1);
 
-    EXPECT_EQ(Schedule_Lines(errors).size(), 1u);
-    EXPECT_EQ(Flash_Bytes(module, 0, kArea), before);
-    for (const Event& event : Flash_Events(module.Queries()))
-        EXPECT_NE(event.kind, 'E');
+    EXPECT_EQ(Schedule_Lines(errors), Expected_Schedule(2 + 16 + 2, 1.47f));
+    EXPECT_EQ(Flash_Bytes(module, 0, 4096), Bytes(4096, 0xFF));
+    const std::vector<Event> events = Flash_Events(module.Queries());
+    ASSERT_GE(events.size(), 7u);
+    EXPECT_EQ(events[events.size() - 7], (Event{'E', 0, 0, {}}));
+    EXPECT_EQ(std::vector<Event>(events.end() - 6, events.end()), Reset_Events());
+    EXPECT_EQ(Boot_After_Restart(module), Boot_Mode::Rom_Boot_Code);
+}
+
+// Only the first 1024 bytes of the one piece are compared, deliberately.
+TEST_F(FirmwareDownloadTest, OnePieceDifferenceBeyondTheComparedBytesIsNotSeen)
+{
+    VirtualModule& module = Module("2620", 0x10000);
+    module.With_Chip([](ChipModel& chip) { chip.Flash().Set_Stuck_Bits(0x9000, 0x01); });
+    Bytes image = Make_Firmware_Image(Firmware_Image_Kind::Header_2620, 0xA000);
+    image[0x9000] = 0x00;
+
+    ASSERT_EQ(Download(image, nullptr), 0);
+
+    EXPECT_EQ(Flash_Bytes(module, 0x9000, 1), Bytes{0x01});
+    EXPECT_EQ(Boot_After_Restart(module), Boot_Mode::Firmware);
+}
+
+// 2048-byte pieces: 32 of them, piece 0 last; 1 + 1 + 16 + 2 x 31 + 2 + 1
+// steps, so progress ends short of 100 while the result is 0.
+TEST_F(FirmwareDownloadTest, HalfSectorPiecesEndShortOfHundredPercent)
+{
+    VirtualModule& module = Module("2620", 2048);
+    const Bytes image = Make_Firmware_Image(Firmware_Image_Kind::Header_2620, 0xC100, 2);
+    module.Clear_Queries();
+    float progress = -1.0f;
+    std::string errors;
+
+    ASSERT_EQ(Download(image, &progress, &errors), 0);
+
+    EXPECT_EQ(Schedule_Lines(errors), Expected_Schedule(83, 1.47f));
+    EXPECT_EQ(progress, 83 / 1.47f);
+    EXPECT_EQ(Flash_Bytes(module, 0, kArea), Padded(image));
+    std::vector<Event> expected;
+    for (std::uint32_t n = 1; n <= 32; ++n) {
+        const std::uint32_t address = (n % 32) * 2048;
+        expected.push_back({'A', address, 0, {}});
+        expected.push_back({'W', 2048, 0, {}});
+        expected.push_back({'A', address, 0, {}});
+        expected.push_back({'R', 2048, 0, {}});
+    }
+    EXPECT_EQ(Piece_Events(module.Queries()), expected);
+    EXPECT_EQ(Boot_After_Restart(module), Boot_Mode::Firmware);
+}
+
+// A length that does not divide the area cannot be written: refused before anything is erased.
+TEST_F(FirmwareDownloadTest, PieceLengthThatDoesNotDivideTheAreaIsRefusedBeforeErasing)
+{
+    for (std::uint32_t length : {3000u, 0xC000u}) {
+        SCOPED_TRACE(length);
+        VirtualModule& module = Module("2620", length);
+        const Bytes before = Flash_Bytes(module, 0, kArea);
+        module.Clear_Queries();
+        std::string errors;
+
+        EXPECT_EQ(Download(Make_Firmware_Image(Firmware_Image_Kind::Header_2620, 0x1000), nullptr, &errors), -3);
+
+        EXPECT_EQ(Schedule_Lines(errors).size(), 1u);
+        EXPECT_EQ(Flash_Bytes(module, 0, kArea), before);
+        for (const Event& event : Flash_Events(module.Queries()))
+            EXPECT_NE(event.kind, 'E');
+        TearDown();
+        SetUp();
+    }
 }
 
 TEST_F(FirmwareDownloadTest, OnlyTheFirst1024BytesOfAPieceAreCompared)

@@ -1,6 +1,6 @@
 // Faults during a download: a transfer that fails at each query of a
-// download (sampled before the erase, every one after it), a power loss at a
-// sample of queries, and a read-back difference in each piece. After each,
+// download, from the first to the last, a power loss at a sample of
+// queries, and a read-back difference in each piece. After each,
 // the result code is the one the failure calls for, the module boots either
 // the complete new image or its ROM boot code, never a partial image, and a
 // second download succeeds.
@@ -37,7 +37,8 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr std::uint32_t kArea = 0x10000;
 // Two pieces keep each case short; the order (piece 1, then piece 0) is the same as with more.
 constexpr std::uint32_t kPieceLength = 0x8000;
-constexpr std::size_t kIdentificationSample = 5;
+// A chip that reports 0 (0x10000): one piece, moved in two transfers.
+constexpr std::uint32_t kWholeAreaPiece = 0x10000;
 constexpr std::size_t kPowerLossSample = 6;
 
 Bytes Padded(const Bytes& image)
@@ -66,7 +67,7 @@ protected:
         VirtualModuleTest::SetUp();
         Testbed().Set_Restart_Delay(0ms);
         ModuleConfig config = Camera_Module("2620", 0);
-        config.pieceLength = kPieceLength;
+        config.pieceLength = Piece_Length();
         m_module = &Testbed().Add_Module(config);
         m_plugs = 1;
         m_old = Make_Firmware_Image(Firmware_Image_Kind::Header_2620, 0x9000, 11);
@@ -78,6 +79,8 @@ protected:
         m_protocol.reset();
         VirtualModuleTest::TearDown();
     }
+
+    virtual std::uint32_t Piece_Length() const { return kPieceLength; }
 
     // The module with the old image, freshly started, and a protocol on it.
     void Start_Case()
@@ -232,9 +235,8 @@ TEST_F(FirmwareFaultTest, TransferFailureBeforeTheErase)
 {
     const Download_Shape shape = Shape();
     ASSERT_GT(shape.firstErase, 0u);
-    for (std::size_t index = 0; index < shape.firstErase; index += kIdentificationSample)
+    for (std::size_t index = 0; index < shape.firstErase; ++index)
         Fail_At(index, shape);
-    Fail_At(shape.firstErase - 1, shape);
     Report("before the erase");
 }
 
@@ -266,10 +268,11 @@ TEST_F(FirmwareFaultTest, PowerLossAtASampleOfQueries)
 
 TEST_F(FirmwareFaultTest, ReadBackDifferenceInEachPiece)
 {
-    for (std::uint32_t piece = 0; piece < kArea / kPieceLength; ++piece) {
+    const std::uint32_t length = Piece_Length();
+    for (std::uint32_t piece = 0; piece < kArea / length; ++piece) {
         SCOPED_TRACE("difference in piece " + std::to_string(piece));
         Start_Case();
-        const std::uint32_t address = piece * kPieceLength + 100;
+        const std::uint32_t address = piece * length + 100;
         m_module->With_Chip([address](ChipModel& chip) { chip.Flash().Set_Stuck_Bits(address, 0xFF); });
         EXPECT_EQ(Download(m_new), -1);
         Restart(true);
@@ -279,6 +282,36 @@ TEST_F(FirmwareFaultTest, ReadBackDifferenceInEachPiece)
         ++m_cases;
     }
     Report("read-back difference");
+}
+
+// The same on a chip that reports 0 (0x10000): the whole area is piece 0,
+// written in two transfers with the header's half last, so a failure
+// between them leaves no valid header either.
+class OnePieceFaultTest : public FirmwareFaultTest
+{
+protected:
+    std::uint32_t Piece_Length() const override { return kWholeAreaPiece; }
+};
+
+TEST_F(OnePieceFaultTest, TransferFailureInThePieceAndTheRestart)
+{
+    const Download_Shape shape = Shape();
+    for (std::size_t index = shape.firstPiece; index < shape.total; ++index)
+        Fail_At(index, shape);
+    Report("one piece: piece and restart");
+}
+
+TEST_F(OnePieceFaultTest, ReadBackDifferenceInThePiece)
+{
+    Start_Case();
+    m_module->With_Chip([](ChipModel& chip) { chip.Flash().Set_Stuck_Bits(100, 0xFF); });
+    EXPECT_EQ(Download(m_new), -1);
+    Restart(true);
+    EXPECT_EQ(m_module->Boots().back(), Boot_Mode::Rom_Boot_Code);
+    EXPECT_EQ(Flash_Bytes(*m_module, 0, 4096), Bytes(4096, 0xFF));
+    Expect_Second_Download_Succeeds();
+    ++m_cases;
+    Report("one piece: read-back difference");
 }
 
 } // namespace

@@ -2,7 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstdio>
+#include <fstream>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 using namespace korvane::emulator;
 
@@ -31,6 +36,37 @@ TEST(ModuleOptions, ReadsEveryKey)
     EXPECT_EQ(config.pieceLength, 2048u);
 }
 
+TEST(ModuleOptions, ReadsPieceLengthAndFaults)
+{
+    const ModuleConfig config =
+        Parse_Module_Options("piece=65536,fail=5,fail=0d:3,power-loss=40,stuck=100,stuck=2a00:01");
+    EXPECT_EQ(config.pieceLength, 0x10000u);
+    ASSERT_EQ(config.faults.size(), 2u);
+    EXPECT_EQ(config.faults[0].selector, kAny);
+    EXPECT_EQ(config.faults[0].skip, 5);
+    EXPECT_EQ(config.faults[0].count, 1);
+    EXPECT_EQ(config.faults[0].error, EIO);
+    EXPECT_EQ(config.faults[1].selector, 0x0D);
+    EXPECT_EQ(config.faults[1].query, kAny);
+    EXPECT_EQ(config.faults[1].skip, 3);
+    EXPECT_EQ(config.powerLossAfter, 40);
+    ASSERT_EQ(config.stuckBits.size(), 2u);
+    EXPECT_EQ(config.stuckBits[0].address, 0x100u);
+    EXPECT_EQ(config.stuckBits[0].bits, 0xFF);
+    EXPECT_EQ(config.stuckBits[1].address, 0x2A00u);
+    EXPECT_EQ(config.stuckBits[1].bits, 0x01);
+}
+
+TEST(ModuleOptions, FirmwareFileFillsTheFlashContents)
+{
+    const std::string path = ::testing::TempDir() + "module_options_firmware.bin";
+    const std::vector<char> bytes = {char(0x89), char(0x26), 0, 7, char(0xFF)};
+    std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    const ModuleConfig config = Parse_Module_Options("chip=2620,firmware=" + path);
+    std::remove(path.c_str());
+    EXPECT_EQ(config.firmware, (std::vector<std::uint8_t>{0x89, 0x26, 0x00, 0x07, 0xFF}));
+}
+
 TEST(ModuleOptions, DeviceNumberFollowsTheFirstNode)
 {
     EXPECT_EQ(Parse_Module_Options("video=5").devnum, 7);
@@ -45,6 +81,14 @@ TEST(ModuleOptions, RefusesMalformedText)
     EXPECT_THROW(Parse_Module_Options("video"), std::invalid_argument);
     EXPECT_THROW(Parse_Module_Options("video=x"), std::invalid_argument);
     EXPECT_THROW(Parse_Module_Options("vid=12g4"), std::invalid_argument);
+    EXPECT_THROW(Parse_Module_Options("piece=65537"), std::invalid_argument);
+    EXPECT_THROW(Parse_Module_Options("fail=x"), std::invalid_argument);
+    EXPECT_THROW(Parse_Module_Options("fail=100:1"), std::invalid_argument);
+    EXPECT_THROW(Parse_Module_Options("fail=0d:"), std::invalid_argument);
+    EXPECT_THROW(Parse_Module_Options("power-loss=-1"), std::invalid_argument);
+    EXPECT_THROW(Parse_Module_Options("stuck=10:0"), std::invalid_argument);
+    EXPECT_THROW(Parse_Module_Options("stuck=10:100"), std::invalid_argument);
+    EXPECT_THROW(Parse_Module_Options("firmware=/nonexistent/firmware.bin"), std::invalid_argument);
 }
 
 } // namespace

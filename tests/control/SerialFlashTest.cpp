@@ -329,6 +329,59 @@ TEST_F(SerialFlashTest, PieceLengthThatDoesNotDivideAPieceFailsTheRead)
     EXPECT_EQ(piece, std::vector<std::uint8_t>(4096, 0xAA));
 }
 
+// A reported 0 stands for 0x10000, which no 4096-byte piece is made of:
+// reads and writes are refused with -3 before any piece transfer, and the
+// flash keeps what it held.
+TEST_F(SerialFlashTest, WholeAreaPieceLengthIsRefusedByPieceReadsAndWrites)
+{
+    VirtualModule& module = Module("2620", "", 0x10000);
+    const std::vector<std::uint8_t> stored = Pattern_Piece(8);
+    Load_Flash(module, 0xF000, stored);
+    std::uint16_t length = 7;
+    EXPECT_EQ(Protocol().Get_Flash_Length_Mes(length), 0);
+    EXPECT_EQ(length, 0);
+    module.Clear_Queries();
+
+    std::vector<std::uint8_t> piece(4096, 0xAA);
+    EXPECT_EQ(Protocol().Read_Flash_Piece(0, piece.data()), -3);
+    EXPECT_EQ(piece, std::vector<std::uint8_t>(4096, 0xAA));
+    std::vector<std::uint8_t> replacement = Pattern_Piece(9);
+    EXPECT_EQ(Protocol().Write_Flash_Piece(0, replacement.data()), -3);
+
+    EXPECT_EQ(Flash_Bytes(module, 0xF000, 4096), stored);
+    for (const QueryRecord& query : module.Queries()) {
+        EXPECT_NE(query.request.selector, XU_SEL_SECTOR_ERASE);
+        EXPECT_NE(query.request.selector, XU_SEL_PIECE_ADDR);
+        EXPECT_FALSE(query.request.selector == XU_SEL_PIECE_DATA && query.request.query != kGetLen);
+    }
+}
+
+TEST_F(SerialFlashTest, PieceLengthThatDoesNotDivideAPieceIsRefusedBeforeTheErase)
+{
+    VirtualModule& module = Module("2620", "", 1000);
+    const std::vector<std::uint8_t> stored = Pattern_Piece(2);
+    Load_Flash(module, 0xE000, stored);
+    std::vector<std::uint8_t> replacement = Pattern_Piece(3);
+    EXPECT_EQ(Protocol().Write_Flash_Piece(1, replacement.data()), -3);
+    EXPECT_EQ(Flash_Bytes(module, 0xE000, 4096), stored);
+    EXPECT_TRUE(Sets_Of(module, XU_SEL_SECTOR_ERASE).empty());
+}
+
+// A chip that reports 2048 has its pieces written and read in 2048-byte transfers.
+TEST_F(SerialFlashTest, PieceWriteAndReadFollowTheReportedLength)
+{
+    VirtualModule& module = Module("2620", "", 2048);
+    std::vector<std::uint8_t> piece = Pattern_Piece(4);
+    ASSERT_EQ(Protocol().Write_Flash_Piece(0, piece.data()), 0);
+    EXPECT_EQ(Flash_Bytes(module, 0xF000, 4096), piece);
+    const std::vector<QueryRecord> data = Sets_Of(module, XU_SEL_PIECE_DATA);
+    ASSERT_EQ(data.size(), 2u);
+    EXPECT_EQ(data[0].data.size(), 2048u);
+    std::vector<std::uint8_t> back(4096, 0);
+    ASSERT_EQ(Protocol().Read_Flash_Piece(0, back.data()), 0);
+    EXPECT_EQ(back, piece);
+}
+
 TEST_F(SerialFlashTest, FailedLengthQueryIsATransferFailure)
 {
     VirtualModule& module = Module("2620");
@@ -418,6 +471,7 @@ struct Failing_Write_Case
     const char* chip;
     std::uint32_t targetAddress; // flash address of user piece 0
     std::uint32_t chunk;         // bytes per data transfer
+    std::size_t lengthQueries;   // single queries that ask the piece length
 };
 
 void PrintTo(const Failing_Write_Case& c, std::ostream* out) { *out << c.chip; }
@@ -445,8 +499,19 @@ TEST_P(FailingPieceWrite, FailureAtEachTransferReturnsMinusThree)
     module.Clear_Queries();
     ASSERT_EQ(Protocol().Write_Flash_Piece(0, piece.data()), 0);
     const std::size_t transfers = module.Queries().size();
-    ASSERT_EQ(transfers, 2u * (24 + 1 + 2 * 4096 / c.chunk));
-
+    ASSERT_EQ(transfers, 2u * (24 + 1 + 2 * 4096 / c.chunk) + c.lengthQueries);
+    // Transactions of two queries (GET_LEN, then the data) load the command
+    // set; the single queries that ask the piece length follow; then the erase
+    // and the program are transactions again.
+    const std::size_t lengthStart = 2 * 24;
+    const std::size_t lengthEnd = lengthStart + c.lengthQueries;
+    const auto Transaction_End = [&](std::size_t failing) -> std::size_t {
+        if (failing < lengthStart)
+            return failing | 1;
+        if (failing < lengthEnd)
+            return failing;
+        return lengthEnd + ((failing - lengthEnd) | 1);
+    };
     for (std::size_t failing = 0; failing < transfers; ++failing) {
         SCOPED_TRACE("failing query " + std::to_string(failing));
         Load_Flash(module, c.targetAddress, oldTarget);
@@ -455,7 +520,7 @@ TEST_P(FailingPieceWrite, FailureAtEachTransferReturnsMinusThree)
         EXPECT_EQ(Protocol().Write_Flash_Piece(0, piece.data()), -3);
         const std::vector<QueryRecord> queries = module.Queries();
         // The failed query's transaction is the last one sent.
-        const std::size_t transactionEnd = failing | 1;
+        const std::size_t transactionEnd = Transaction_End(failing);
         ASSERT_EQ(queries.size(), transactionEnd + 1);
         EXPECT_EQ(queries[failing].error, EIO);
 
@@ -477,9 +542,9 @@ TEST_P(FailingPieceWrite, FailureAtEachTransferReturnsMinusThree)
 }
 
 INSTANTIATE_TEST_SUITE_P(Chips, FailingPieceWrite,
-                         ::testing::Values(Failing_Write_Case{"2620", 15 * 4096, 1024},
-                                           Failing_Write_Case{"2281", 13 * 4096, 4096},
-                                           Failing_Write_Case{"2650", 46 * 4096, 4096}),
+                         ::testing::Values(Failing_Write_Case{"2620", 15 * 4096, 1024, 3},
+                                           Failing_Write_Case{"2281", 13 * 4096, 4096, 3},
+                                           Failing_Write_Case{"2650", 46 * 4096, 4096, 2}),
                          [](const ::testing::TestParamInfo<Failing_Write_Case>& info) {
                              return std::string("chip") + info.param.chip;
                          });
