@@ -4,6 +4,7 @@
 #include "emulator/VirtualModuleTest.h"
 #include "support/CaptureStream.h"
 
+#include "Extension_Unit_Class/Extension_Unit_Functions.h"
 #include "Extension_Unit_Class/camera_api.h"
 
 #include <gtest/gtest.h>
@@ -37,6 +38,32 @@ bool Has_Isp_Write(const std::vector<QueryRecord>& queries, std::uint32_t addres
             return true;
     return false;
 }
+
+// Where the first event equal to `event` stands among the flash events, or their count.
+std::size_t Position_Of(const std::vector<Event>& events, const Event& event)
+{
+    return static_cast<std::size_t>(std::find(events.begin(), events.end(), event) - events.begin());
+}
+
+// The node that received the first sector erase, empty when none did.
+std::string Node_Of_First_Erase(const std::vector<QueryRecord>& queries)
+{
+    for (const QueryRecord& query : queries)
+        if (query.request.selector == 0x0D && query.request.query == kSetCur && query.error == 0)
+            return query.node;
+    return "";
+}
+
+// A module with the large image area (768 KiB) on a 1 MiB flash, on /dev/video0.
+ModuleConfig Large_Area_Module(const std::string& chip, const Bytes& firmware)
+{
+    ModuleConfig config = Camera_Module(chip, 0);
+    config.flashPart = "GD25Q80C";
+    config.firmware = firmware;
+    return config;
+}
+
+constexpr std::uint32_t kLargeArea = 0xC0000;
 
 class FirmwareUpdateTest : public VirtualModuleTest
 {
@@ -246,6 +273,95 @@ TEST_F(FirmwareUpdateTest, RecordWithoutFlashGivesMinusFour)
     EXPECT_EQ(Update(Make_Firmware_Image(Firmware_Image_Kind::Kun, 0x10000), nullptr), -4);
     EXPECT_TRUE(module.Queries().empty());
     EXPECT_EQ(Camera_Updata(nullptr, nullptr, 0, nullptr), -1);
+}
+
+// The "QLVR_1080p_3D" model (the SPCA2282): the mode change, then the
+// boot-code switch on the same node a second later, then the module is
+// found again by its identity, here at another node, and downloaded.
+TEST_F(FirmwareUpdateTest, The1080p3DModelChangesModeThenTakesTheBootCodePath)
+{
+    const Bytes old = Make_Firmware_Image(Firmware_Image_Kind::Large_9527, 0x34001, 5);
+    VirtualModule& module = Testbed().Add_Module(Large_Area_Module("2282", old));
+    Testbed().Move_On_Reappearance(module, 4);
+    Device(0);
+    ASSERT_STREQ(This_is(m_device->p_device), "QLVR_1080p_3D");
+    module.Clear_Queries();
+    const Bytes image = Make_Firmware_Image(Firmware_Image_Kind::Large_9527, 0x34001, 6);
+    float progress = 0.0f;
+    std::string errors;
+
+    ASSERT_EQ(Update(image, &progress, &errors), 0);
+
+    EXPECT_EQ(progress, 100.0f);
+    EXPECT_EQ(Schedule_Lines(errors), Expected_Schedule(580, 5.8f));
+    EXPECT_EQ(Flash_Bytes(module, 0, kLargeArea), Padded(image, kLargeArea));
+    const std::vector<QueryRecord> queries = module.Queries();
+    const std::vector<Event> events = Flash_Events(queries);
+    const std::size_t modeChange = Position_Of(events, {'I', 0x20D8, 0x5A, {}});
+    const std::size_t romSwitch = Position_Of(events, {'P', 64, 0, {}});
+    const std::size_t restart = Position_Of(events, {'I', 0x2034, 0x01, {}});
+    const std::size_t erase = Position_Of(events, {'E', kLargeArea - 0x1000, 0, {}});
+    EXPECT_EQ(modeChange, 0u) << "the mode change comes first";
+    EXPECT_LT(modeChange, romSwitch);
+    EXPECT_LT(romSwitch, restart);
+    EXPECT_LT(restart, erase);
+    ASSERT_LT(erase, events.size());
+    EXPECT_EQ(queries.front().node, "/dev/video0");
+    EXPECT_EQ(Node_Of_First_Erase(queries), "/dev/video4");
+    // The mode change keeps the module on the bus; the switch's restart
+    // starts the boot code, the download's the new firmware.
+    ASSERT_TRUE(Testbed().Wait_Until_Plugged_Times(module, 3, 5s));
+    EXPECT_EQ(module.Boots(), (std::vector<Boot_Mode>{Boot_Mode::Rom_Boot_Code, Boot_Mode::Firmware}));
+}
+
+// On the register path ("QLVR_56_x") a module that reappears at another
+// node after its mode change is found by its identity and downloaded there.
+TEST_F(FirmwareUpdateTest, RegisterPathFindsTheModuleAtAnotherNode)
+{
+    VirtualModule& module = Testbed().Add_Module(Large_Area_Module("2650", {}));
+    module.Set_Isp(0x2310, 3);
+    Testbed().Move_On_Reappearance(module, 3);
+    Device(0);
+    ASSERT_STREQ(This_is(m_device->p_device), "QLVR_56_2");
+    module.Clear_Queries();
+    const Bytes image = Make_Firmware_Image(Firmware_Image_Kind::Large, 0x34001, 7);
+
+    ASSERT_EQ(Update(image, nullptr), 0);
+
+    EXPECT_EQ(Flash_Bytes(module, 0, kLargeArea), Padded(image, kLargeArea));
+    const std::vector<QueryRecord> queries = module.Queries();
+    EXPECT_EQ(queries.front().node, "/dev/video0");
+    EXPECT_EQ(Node_Of_First_Erase(queries), "/dev/video3");
+    ASSERT_TRUE(Testbed().Wait_Until_Plugged_Times(module, 3, 5s));
+    EXPECT_EQ(module.Boots().back(), Boot_Mode::Firmware);
+}
+
+// The register path allows 30 rounds (the boot-code path 20): a module
+// that never comes back after its mode change gives -6 after them, and
+// its flash is untouched.
+TEST_F(FirmwareUpdateTest, RegisterPathModuleThatNeverComesBackGivesMinusSix)
+{
+    const Bytes old = Make_Firmware_Image(Firmware_Image_Kind::Large, 0x34001, 2);
+    VirtualModule& module = Testbed().Add_Module(Large_Area_Module("2650", old));
+    Testbed().Set_Restart_Delay(std::nullopt);
+    Device(0);
+    const Bytes before = Flash_Bytes(module, 0, kLargeArea);
+    module.Clear_Queries();
+    const Bytes image = Make_Firmware_Image(Firmware_Image_Kind::Large, 0x34001, 4);
+    const auto start = std::chrono::steady_clock::now();
+
+    EXPECT_EQ(Update(image, nullptr), -6);
+
+    // 1 s after the mode change, then 30 rounds a second apart.
+    const auto waited = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(waited, 30s);
+    EXPECT_LT(waited, 60s);
+    EXPECT_TRUE(Has_Isp_Write(module.Queries(), 0x20D8));
+    EXPECT_EQ(Node_Of_First_Erase(module.Queries()), "");
+    EXPECT_FALSE(Testbed().Is_Plugged(module));
+    EXPECT_EQ(Camera_Init(), 0);
+    EXPECT_EQ(Flash_Bytes(module, 0, kLargeArea), before);
+    EXPECT_EQ(Flash_Bytes(module, 0, 0x200), Bytes(old.begin(), old.begin() + 0x200));
 }
 
 } // namespace
