@@ -308,4 +308,41 @@ TEST(VirtualModuleLauncher, RefusesABadModule)
     EXPECT_EQ(WEXITSTATUS(status), 2);
 }
 
+// A module with its firmware area contents, piece length and an injected
+// fault from the command line: the probe still finds it, and the log shows
+// the fault.
+TEST(VirtualModuleLauncher, TakesFirmwarePieceLengthAndFaultOptions)
+{
+    korvane::test::TempDir dir;
+    const std::string firmware = dir.write("firmware.bin", std::string("\x89\x26 firmware"));
+    const std::string queries = dir.file("queries.txt");
+    const std::string command = std::string(KORVANE_LAUNCHER) + " --module chip=2620,video=2,piece=65536,firmware=" +
+                                firmware + ",fail=03:1,stuck=100 --query-log " + queries + " -- " + KORVANE_PROBE +
+                                " > /dev/null";
+    const int status = std::system(command.c_str());
+    ASSERT_TRUE(WIFEXITED(status));
+    const std::string log = korvane::test::readFile(queries);
+    EXPECT_NE(log.find("/dev/video2 unit 4 selector 0x03 GET_CUR size 1 data 0xd2 ok\n"), std::string::npos) << log;
+    EXPECT_NE(log.find("selector 0x03 GET_CUR size 1 failed: Input/output error\n"), std::string::npos) << log;
+}
+
+TEST(VirtualModuleLauncher, RefusesAMissingFirmwareFile)
+{
+    const std::string command =
+        std::string(KORVANE_LAUNCHER) + " --module chip=2620,firmware=/nonexistent/image.bin -- true 2> /dev/null";
+    const int status = std::system(command.c_str());
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 2);
+}
+
+TEST(VirtualModuleLauncher, HelpNamesTheFirmwareAndFaultKeys)
+{
+    korvane::test::TempDir dir;
+    const std::string output = dir.file("help.txt");
+    ASSERT_EQ(std::system((std::string(KORVANE_LAUNCHER) + " --help > " + output).c_str()), 0);
+    const std::string text = korvane::test::readFile(output);
+    for (const char* key : {"piece", "firmware=FILE", "fail=N", "fail=SS:N", "power-loss=N", "stuck=ADDR", "never"})
+        EXPECT_NE(text.find(key), std::string::npos) << key;
+}
+
 } // namespace
