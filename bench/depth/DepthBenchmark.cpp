@@ -37,6 +37,7 @@
 #include <benchmark/benchmark.h>
 
 #include "CollectingReporter.h"
+#include "SummaryRun.h"
 
 #include <opencv2/calib3d.hpp>
 #include <opencv2/core/utils/logger.hpp>
@@ -621,10 +622,7 @@ private:
 
 int main(int argc, char** argv)
 {
-    setenv("OPENCV_VIDEOIO_PRIORITY_GPHOTO2", "0", 1);
-    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+    if (!startBenchmarks(argc, argv))
         return 1;
     if (!renderSets()) {
         std::fprintf(stderr, "Cannot write the rendered frames under /tmp\n");
@@ -632,11 +630,7 @@ int main(int argc, char** argv)
         return 1;
     }
     registerAll();
-    // Colour only on a terminal; the counters always in columns.
-    SummaryReporter reporter(isatty(STDOUT_FILENO) ? benchmark::ConsoleReporter::OO_ColorTabular
-                                                   : benchmark::ConsoleReporter::OO_Tabular);
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    runWithSummary<SummaryReporter>();
     removeSets();
     return 0;
 }

@@ -30,10 +30,10 @@
 #include <benchmark/benchmark.h>
 
 #include "CollectingReporter.h"
+#include "SummaryRun.h"
 #include "ThreadCpuTimes.h"
 
 #include <opencv2/calib3d.hpp>
-#include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -363,8 +363,6 @@ public:
                 cell(total, 8, 2);
                 std::printf("\n");
             }
-        printLoad();
-        std::fflush(stdout);
     }
 };
 
@@ -372,10 +370,7 @@ public:
 
 int main(int argc, char** argv)
 {
-    setenv("OPENCV_VIDEOIO_PRIORITY_GPHOTO2", "0", 1);
-    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+    if (!startBenchmarks(argc, argv))
         return 1;
     if (!renderSource()) {
         std::fprintf(stderr, "Cannot write the rendered frames under /tmp\n");
@@ -383,11 +378,7 @@ int main(int argc, char** argv)
         return 1;
     }
     registerAll();
-    // Colour only on a terminal; the counters always in columns.
-    SummaryReporter reporter(isatty(STDOUT_FILENO) ? benchmark::ConsoleReporter::OO_ColorTabular
-                                                   : benchmark::ConsoleReporter::OO_Tabular);
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    runWithSummary<SummaryReporter>();
     removeSource();
     return 0;
 }

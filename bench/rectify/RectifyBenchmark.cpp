@@ -3,19 +3,16 @@
 // 928 x 800 and 464 x 400) and three rectified sizes; and the four map pairs
 // of a capture start at 928 x 800 against OpenCV contrib's omnidir, with
 // their ratio printed at the end.
-#include <unistd.h>
-
 #include <cstdio>
-#include <cstdlib>
 
 #include <benchmark/benchmark.h>
 
 #include <opencv2/calib3d.hpp>
 #include <opencv2/ccalib/omnidir.hpp>
-#include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include "CollectingReporter.h"
+#include "SummaryRun.h"
 #include "PerPixelRectify.h"
 #include "camera/StereoCamera.h"
 
@@ -286,8 +283,6 @@ public:
             cell(time < 0 || omnidir <= 0 ? -1 : time / omnidir, 12, 2);
             std::printf("\n");
         }
-        printLoad();
-        std::fflush(stdout);
     }
 };
 
@@ -295,14 +290,8 @@ public:
 
 int main(int argc, char** argv)
 {
-    setenv("OPENCV_VIDEOIO_PRIORITY_GPHOTO2", "0", 1);
-    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
+    if (!startBenchmarks(argc, argv))
         return 1;
-    SummaryReporter reporter(isatty(STDOUT_FILENO) ? benchmark::ConsoleReporter::OO_ColorTabular
-                                                   : benchmark::ConsoleReporter::OO_Tabular);
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    runWithSummary<SummaryReporter>();
     return 0;
 }

@@ -5,7 +5,6 @@
 // run by "function/args" so that a summary table can be printed at the end.
 
 #include <cstdio>
-#include <cstdlib>
 #include <map>
 #include <string>
 #include <vector>
@@ -57,15 +56,6 @@ protected:
         if (!run || !run->counters.count(name))
             return -1;
         return run->counters.at(name).value;
-    }
-
-    // The system load at the end of the run: figures taken on a busy machine
-    // are not those of an idle one.
-    static void printLoad()
-    {
-        double load[3] = {-1, -1, -1};
-        if (getloadavg(load, 3) == 3)
-            std::printf("Load average at the end: %.2f %.2f %.2f (1, 5, 15 min)\n", load[0], load[1], load[2]);
     }
 
     // A figure, or a dash when its benchmark did not run (filtered or failed).
