@@ -21,12 +21,6 @@ bool pinArgument(ToolContext& context, std::uint64_t& pin)
     return false;
 }
 
-int gpioFailed(ToolContext& context, const std::string& what, std::uint64_t pin, int status)
-{
-    return context.fail(kExitModuleFailed,
-                        what + " GPIO pin " + std::to_string(pin) + " failed (status " + std::to_string(status) + ")");
-}
-
 } // namespace
 
 bool gpioPinExists(std::uint64_t pin) { return pin <= 11 || pin == 128 || pin == 129 || pin > 255; }
@@ -36,19 +30,16 @@ int runGpioGet(ToolContext& context)
     std::uint64_t pin = 0;
     if (!pinArgument(context, pin))
         return kExitUsage;
-    auto module = context.openModule();
-    if (!module)
-        return kExitNoModule;
     const unsigned number = static_cast<unsigned>(pin);
-    int status = Camera_Input_GPIO_Init_Api(module->device(), number);
-    if (status != 0)
-        return gpioFailed(context, "making an input of", pin, status);
+    const std::string name = "GPIO pin " + std::to_string(pin);
     std::uint8_t level = 0;
-    status = Camera_Get_Input_GPIO_Api(module->device(), number, &level);
-    if (status != 0)
-        return gpioFailed(context, "reading", pin, status);
-    context.out() << "GPIO " << pin << " = " << unsigned(level) << "\n";
-    return kExitSuccess;
+    const int status = context.transferOnModule(
+        {{"making an input of " + name,
+          [&](_Device_Point_* device) { return Camera_Input_GPIO_Init_Api(device, number); }},
+         {"reading " + name, [&](_Device_Point_* device) { return Camera_Get_Input_GPIO_Api(device, number, &level); }}});
+    if (status == kExitSuccess)
+        context.out() << "GPIO " << pin << " = " << unsigned(level) << "\n";
+    return status;
 }
 
 int runGpioSet(ToolContext& context)
@@ -57,18 +48,17 @@ int runGpioSet(ToolContext& context)
     std::uint64_t level = 0;
     if (!pinArgument(context, pin) || !context.numberArgument(1, "GPIO level", kLevelMax, level))
         return kExitUsage;
-    auto module = context.openModule();
-    if (!module)
-        return kExitNoModule;
     const unsigned number = static_cast<unsigned>(pin);
-    int status = Camera_Output_GPIO_Init_Api(module->device(), number);
-    if (status != 0)
-        return gpioFailed(context, "making an output of", pin, status);
-    status = Camera_Set_Output_GPIO_Api(module->device(), number, static_cast<unsigned>(level));
-    if (status != 0)
-        return gpioFailed(context, "driving", pin, status);
-    context.out() << "GPIO " << pin << " <- " << level << "\n";
-    return kExitSuccess;
+    const std::string name = "GPIO pin " + std::to_string(pin);
+    const int status = context.transferOnModule(
+        {{"making an output of " + name,
+          [&](_Device_Point_* device) { return Camera_Output_GPIO_Init_Api(device, number); }},
+         {"driving " + name, [&](_Device_Point_* device) {
+              return Camera_Set_Output_GPIO_Api(device, number, static_cast<unsigned>(level));
+          }}});
+    if (status == kExitSuccess)
+        context.out() << "GPIO " << pin << " <- " << level << "\n";
+    return status;
 }
 
 } // namespace korvane::maintenance

@@ -19,9 +19,15 @@ std::string hex(std::uint64_t value, int digits)
     return text;
 }
 
-int transferFailed(ToolContext& context, const std::string& what, int status)
+// Runs one register transfer; on success prints the line report gives.
+template <typename Report>
+int registerTransfer(ToolContext& context, const std::string& what, const ToolContext::Transfer& transfer,
+                     Report report)
 {
-    return context.fail(kExitModuleFailed, what + " failed (status " + std::to_string(status) + ")");
+    const int status = context.transferOnModule({{what, transfer}});
+    if (status == kExitSuccess)
+        context.out() << report() << "\n";
+    return status;
 }
 
 } // namespace
@@ -31,15 +37,11 @@ int runIspRead(ToolContext& context)
     std::uint64_t address = 0;
     if (!context.numberArgument(0, "ISP address", kWordMax, address))
         return kExitUsage;
-    auto module = context.openModule();
-    if (!module)
-        return kExitNoModule;
     std::uint8_t value = 0;
-    const int status = Camera_Get_ISP_Reg_Api(module->device(), static_cast<unsigned>(address), &value);
-    if (status != 0)
-        return transferFailed(context, "reading ISP register " + hex(address, 4), status);
-    context.out() << "ISP " << hex(address, 4) << " = " << hex(value, 2) << " (" << unsigned(value) << ")\n";
-    return kExitSuccess;
+    return registerTransfer(
+        context, "reading ISP register " + hex(address, 4),
+        [&](_Device_Point_* device) { return Camera_Get_ISP_Reg_Api(device, static_cast<unsigned>(address), &value); },
+        [&] { return "ISP " + hex(address, 4) + " = " + hex(value, 2) + " (" + std::to_string(value) + ")"; });
 }
 
 int runIspWrite(ToolContext& context)
@@ -49,15 +51,12 @@ int runIspWrite(ToolContext& context)
     if (!context.numberArgument(0, "ISP address", kWordMax, address) ||
         !context.numberArgument(1, "ISP value", kByteMax, value))
         return kExitUsage;
-    auto module = context.openModule();
-    if (!module)
-        return kExitNoModule;
-    const int status =
-        Camera_Set_ISP_Reg_Api(module->device(), static_cast<unsigned>(address), static_cast<unsigned>(value));
-    if (status != 0)
-        return transferFailed(context, "writing ISP register " + hex(address, 4), status);
-    context.out() << "ISP " << hex(address, 4) << " <- " << hex(value, 2) << "\n";
-    return kExitSuccess;
+    return registerTransfer(
+        context, "writing ISP register " + hex(address, 4),
+        [&](_Device_Point_* device) {
+            return Camera_Set_ISP_Reg_Api(device, static_cast<unsigned>(address), static_cast<unsigned>(value));
+        },
+        [&] { return "ISP " + hex(address, 4) + " <- " + hex(value, 2); });
 }
 
 int runSensorRead(ToolContext& context)
@@ -67,16 +66,14 @@ int runSensorRead(ToolContext& context)
     if (!context.numberArgument(0, "sensor slave id", kByteMax, slave) ||
         !context.numberArgument(1, "sensor address", kWordMax, address))
         return kExitUsage;
-    auto module = context.openModule();
-    if (!module)
-        return kExitNoModule;
     std::uint16_t value = 0;
-    const int status = Camera_Get_Sensor_Reg_Api(module->device(), static_cast<std::uint8_t>(slave),
-                                                 static_cast<unsigned>(address), &value);
-    if (status != 0)
-        return transferFailed(context, "reading sensor register " + hex(address, 4), status);
-    context.out() << "sensor " << hex(address, 4) << " = " << hex(value, 4) << " (" << value << ")\n";
-    return kExitSuccess;
+    return registerTransfer(
+        context, "reading sensor register " + hex(address, 4),
+        [&](_Device_Point_* device) {
+            return Camera_Get_Sensor_Reg_Api(device, static_cast<std::uint8_t>(slave), static_cast<unsigned>(address),
+                                             &value);
+        },
+        [&] { return "sensor " + hex(address, 4) + " = " + hex(value, 4) + " (" + std::to_string(value) + ")"; });
 }
 
 int runSensorWrite(ToolContext& context)
@@ -88,15 +85,13 @@ int runSensorWrite(ToolContext& context)
         !context.numberArgument(1, "sensor address", kWordMax, address) ||
         !context.numberArgument(2, "sensor value", kWordMax, value))
         return kExitUsage;
-    auto module = context.openModule();
-    if (!module)
-        return kExitNoModule;
-    const int status = Camera_Set_Sensor_Reg_Api(module->device(), static_cast<std::uint8_t>(slave),
-                                                 static_cast<unsigned>(address), static_cast<unsigned>(value));
-    if (status != 0)
-        return transferFailed(context, "writing sensor register " + hex(address, 4), status);
-    context.out() << "sensor " << hex(address, 4) << " <- " << hex(value, 4) << "\n";
-    return kExitSuccess;
+    return registerTransfer(
+        context, "writing sensor register " + hex(address, 4),
+        [&](_Device_Point_* device) {
+            return Camera_Set_Sensor_Reg_Api(device, static_cast<std::uint8_t>(slave), static_cast<unsigned>(address),
+                                             static_cast<unsigned>(value));
+        },
+        [&] { return "sensor " + hex(address, 4) + " <- " + hex(value, 4); });
 }
 
 } // namespace korvane::maintenance

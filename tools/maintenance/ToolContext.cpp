@@ -40,6 +40,19 @@ std::unique_ptr<ModuleHandle> ToolContext::openModule()
     return module;
 }
 
+int ToolContext::transferOnModule(const std::vector<std::pair<std::string, Transfer>>& transfers)
+{
+    auto module = openModule();
+    if (!module)
+        return kExitNoModule;
+    for (const auto& [what, transfer] : transfers) {
+        const int status = transfer(module->device());
+        if (status != 0)
+            return fail(kExitModuleFailed, what + " failed (status " + std::to_string(status) + ")");
+    }
+    return kExitSuccess;
+}
+
 std::string ToolContext::restoreCommand(const std::string& backupPath) const
 {
     return UserDataGuard::restoreCommand(m_line.device(), backupPath);

@@ -2,9 +2,12 @@
 #define KORVANE_TOOLS_MAINTENANCE_TOOLCONTEXT_H
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <ostream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "CommandLine.h"
 #include "ModuleHandle.h"
@@ -15,6 +18,9 @@ namespace korvane::maintenance {
 class ToolContext
 {
 public:
+    // One exchange with a module's chip: 0 or a negative status.
+    using Transfer = std::function<int(_Device_Point_* device)>;
+
     ToolContext(const CommandLine& line, std::ostream& out, std::ostream& err, bool terminal);
 
     const CommandLine& line() const { return m_line; }
@@ -31,6 +37,9 @@ public:
     bool numberArgument(std::size_t index, const char* name, std::uint64_t max, std::uint64_t& value);
     // The module on --device; null, after saying why, when there is none.
     std::unique_ptr<ModuleHandle> openModule();
+    // Runs transfers on the module on --device, in order, until one fails;
+    // then says which failed and with what status. The exit status.
+    int transferOnModule(const std::vector<std::pair<std::string, Transfer>>& transfers);
     // The command that writes a backup file back to the module on --device.
     std::string restoreCommand(const std::string& backupPath) const;
 

@@ -18,8 +18,6 @@ using korvane::maintenance::UserDataBackup;
 
 namespace {
 
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
 std::vector<std::uint8_t> blockOf(const std::string& text)
 {
     std::vector<std::uint8_t> block(text.begin(), text.end());

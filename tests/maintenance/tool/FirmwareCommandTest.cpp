@@ -27,8 +27,6 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint32_t kArea = 0x10000;
 
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
 class FirmwareCommand : public ToolTest
 {
 protected:
@@ -65,14 +63,15 @@ protected:
         EXPECT_EQ(flashBytes(module, userPieceAddress(1), 4096), patternBytes(4096, 5));
     }
 
-    // Runs the restore command printed in text.
-    ToolRun runPrintedRestore(const std::string& text)
+    // Runs the restore command printed in text: the user data is back.
+    void expectPrintedRestoreWorks(VirtualModule& module, const std::string& text)
     {
         std::vector<std::string> command = words(lineWith(text, "korvane-maintenance restore --device 0 "));
-        if (command.empty())
-            return {-1, "", "no restore command in: " + text};
+        ASSERT_FALSE(command.empty()) << text;
         command.erase(command.begin());
-        return runTool(command);
+        const ToolRun restore = runTool(command);
+        EXPECT_EQ(restore.status, 0) << restore.out << restore.err;
+        expectUserDataKept(module);
     }
 
     // Runs the tool on another thread; once the module has come back from
@@ -215,9 +214,7 @@ TEST_F(FirmwareCommand, AModuleThatDoesNotComeBackKeepsTheBackupAndTheRestoreCom
 
     Testbed().Replug(module);
     ASSERT_TRUE(Testbed().Wait_Until_Plugged(module, true, 5s));
-    const ToolRun restore = runPrintedRestore(run.out);
-    EXPECT_EQ(restore.status, 0) << restore.out << restore.err;
-    expectUserDataKept(module);
+    expectPrintedRestoreWorks(module, run.out);
 }
 
 TEST_F(FirmwareCommand, AFailedWriteBackKeepsTheBackupAndTheRestoreCommandWorks)
@@ -236,9 +233,7 @@ TEST_F(FirmwareCommand, AFailedWriteBackKeepsTheBackupAndTheRestoreCommandWorks)
     EXPECT_TRUE(contains(run.out, "The backup is kept in " + backupFiles()[0] + "\n")) << run.out;
 
     module.Clear_Faults();
-    const ToolRun restore = runPrintedRestore(run.out);
-    EXPECT_EQ(restore.status, 0) << restore.out << restore.err;
-    expectUserDataKept(module);
+    expectPrintedRestoreWorks(module, run.out);
 }
 
 TEST_F(FirmwareCommand, AReadBackDifferenceInTheWriteBackKeepsTheBackupAndTheRestoreCommandWorks)
@@ -270,9 +265,7 @@ TEST_F(FirmwareCommand, AReadBackDifferenceInTheWriteBackKeepsTheBackupAndTheRes
         chip.Flash().Clear_Stuck_Bits();
         return 0;
     });
-    const ToolRun restore = runPrintedRestore(run.out);
-    EXPECT_EQ(restore.status, 0) << restore.out << restore.err;
-    expectUserDataKept(module);
+    expectPrintedRestoreWorks(module, run.out);
 }
 
 TEST_F(FirmwareCommand, AFailedDownloadKeepsTheBackupAndSaysHowToRestore)

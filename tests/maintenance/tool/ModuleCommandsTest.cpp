@@ -21,8 +21,6 @@ namespace {
 
 using ModuleCommands = ToolTest;
 
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
 TEST_F(ModuleCommands, ListsEveryModuleWithNodeChipIdsSerialAndFlashPart)
 {
     ModuleConfig first = korvane::emulator::Camera_Module("2620", 0);

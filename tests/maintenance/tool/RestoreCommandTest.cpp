@@ -13,8 +13,6 @@ using korvane::emulator::VirtualModule;
 
 namespace {
 
-bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
 class RestoreCommand : public ToolTest
 {
 protected:

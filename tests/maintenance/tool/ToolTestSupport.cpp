@@ -92,6 +92,8 @@ std::vector<std::uint8_t> patternBytes(std::size_t length, int seed)
     return bytes;
 }
 
+bool contains(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
 std::string lineWith(const std::string& text, const std::string& needle)
 {
     std::istringstream lines(text);

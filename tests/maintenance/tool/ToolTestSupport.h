@@ -46,6 +46,7 @@ std::size_t flashQueries(const std::vector<korvane::emulator::QueryRecord>& quer
 std::size_t flashChanges(const std::vector<korvane::emulator::QueryRecord>& queries);
 // A byte pattern that differs for different seeds.
 std::vector<std::uint8_t> patternBytes(std::size_t length, int seed);
+bool contains(const std::string& text, const std::string& part);
 // The line of text that holds needle, without its line end; empty when none does.
 std::string lineWith(const std::string& text, const std::string& needle);
 // Splits a command line at spaces.
