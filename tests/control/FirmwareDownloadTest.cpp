@@ -53,6 +53,23 @@ std::vector<Bytes> Piece_Length_Answers(const std::vector<QueryRecord>& queries)
     return answers;
 }
 
+// The 16 sector erases of the 64 KiB area, from the top down.
+std::vector<Event> Erase_Events()
+{
+    std::vector<Event> erases;
+    for (std::uint32_t sector = 16; sector > 0; --sector)
+        erases.push_back({'E', (sector - 1) * 0x1000, 0, {}});
+    return erases;
+}
+
+void Expect_Events(const std::vector<Event>& events, const std::vector<Event>& expected)
+{
+    ASSERT_EQ(events.size(), expected.size());
+    for (std::size_t i = 0; i < events.size(); ++i)
+        ASSERT_EQ(events[i], expected[i]) << "event " << i << ": " << Describe(events[i]) << " instead of "
+                                          << Describe(expected[i]);
+}
+
 class FirmwareDownloadTest : public VirtualModuleTest
 {
 protected:
@@ -131,9 +148,7 @@ TEST_F(FirmwareDownloadTest, WholeDownloadOnThe2620)
     EXPECT_EQ(Flash_Bytes(module, 0, kArea), Padded(image));
 
     // Erase from the top, pieces 1 .. 63 written and read back, piece 0 last, then the restart.
-    std::vector<Event> expected;
-    for (std::uint32_t sector = 16; sector > 0; --sector)
-        expected.push_back({'E', (sector - 1) * 0x1000, 0, {}});
+    std::vector<Event> expected = Erase_Events();
     for (std::uint32_t n = 1; n <= 64; ++n) {
         const std::uint32_t address = (n % 64) * 1024;
         expected.push_back({'A', address, 0, {}});
@@ -144,10 +159,7 @@ TEST_F(FirmwareDownloadTest, WholeDownloadOnThe2620)
     for (const Event& event : Reset_Events())
         expected.push_back(event);
     const std::vector<Event> events = Flash_Events(module.Queries());
-    ASSERT_EQ(events.size(), expected.size());
-    for (std::size_t i = 0; i < events.size(); ++i)
-        ASSERT_EQ(events[i], expected[i]) << "event " << i << ": " << Describe(events[i]) << " instead of "
-                                          << Describe(expected[i]);
+    ASSERT_NO_FATAL_FAILURE(Expect_Events(events, expected));
     // The data of each write is the image's piece.
     const Bytes padded = Padded(image);
     for (std::size_t i = 16; i + 3 < events.size() - 6; i += 4) {
@@ -260,9 +272,7 @@ TEST_F(FirmwareDownloadTest, OnePieceChipWritesAndVerifiesOnlyPieceZero)
     ASSERT_FALSE(Piece_Length_Answers(queries).empty());
     EXPECT_EQ(Piece_Length_Answers(queries).front(), (Bytes{0x00, 0x00}));
 
-    std::vector<Event> expected;
-    for (std::uint32_t sector = 16; sector > 0; --sector)
-        expected.push_back({'E', (sector - 1) * 0x1000, 0, {}});
+    std::vector<Event> expected = Erase_Events();
     for (char kind : {'W', 'R'})
         for (std::uint32_t half : {0x8000u, 0u}) {
             expected.push_back({'A', half, 0, {}});
@@ -271,10 +281,7 @@ TEST_F(FirmwareDownloadTest, OnePieceChipWritesAndVerifiesOnlyPieceZero)
     for (const Event& event : Reset_Events())
         expected.push_back(event);
     const std::vector<Event> events = Flash_Events(queries);
-    ASSERT_EQ(events.size(), expected.size());
-    for (std::size_t i = 0; i < events.size(); ++i)
-        ASSERT_EQ(events[i], expected[i]) << "event " << i << ": " << Describe(events[i]) << " instead of "
-                                          << Describe(expected[i]);
+    ASSERT_NO_FATAL_FAILURE(Expect_Events(events, expected));
     const Bytes padded = Padded(image);
     EXPECT_EQ(events[17].data, Bytes(padded.begin() + 0x8000, padded.end()));
     EXPECT_EQ(events[19].data, Bytes(padded.begin(), padded.begin() + 0x8000));

@@ -203,6 +203,29 @@ protected:
         ++m_cases;
     }
 
+    // One transfer failure at each query from `first` up to `end`, in turn.
+    void Fail_At_Each(std::size_t first, std::size_t end, const Download_Shape& shape)
+    {
+        for (std::size_t index = first; index < end; ++index)
+            Fail_At(index, shape);
+    }
+
+    // A read-back difference in that piece: -1, the header sector blank, the
+    // boot code started, and a second download succeeds.
+    void Expect_Read_Back_Difference_Handled(std::uint32_t piece)
+    {
+        SCOPED_TRACE("difference in piece " + std::to_string(piece));
+        Start_Case();
+        const std::uint32_t address = piece * Piece_Length() + 100;
+        m_module->With_Chip([address](ChipModel& chip) { chip.Flash().Set_Stuck_Bits(address, 0xFF); });
+        EXPECT_EQ(Download(m_new), -1);
+        Restart(true);
+        EXPECT_EQ(m_module->Boots().back(), Boot_Mode::Rom_Boot_Code);
+        EXPECT_EQ(Flash_Bytes(*m_module, 0, 4096), Bytes(4096, 0xFF));
+        Expect_Second_Download_Succeeds();
+        ++m_cases;
+    }
+
     // The power fails at query `index`; the module comes back by itself.
     void Lose_Power_At(std::size_t index, const Download_Shape& shape)
     {
@@ -235,8 +258,7 @@ TEST_F(FirmwareFaultTest, TransferFailureBeforeTheErase)
 {
     const Download_Shape shape = Shape();
     ASSERT_GT(shape.firstErase, 0u);
-    for (std::size_t index = 0; index < shape.firstErase; ++index)
-        Fail_At(index, shape);
+    Fail_At_Each(0, shape.firstErase, shape);
     Report("before the erase");
 }
 
@@ -244,16 +266,14 @@ TEST_F(FirmwareFaultTest, TransferFailureInTheErase)
 {
     const Download_Shape shape = Shape();
     ASSERT_EQ(shape.firstPiece - shape.firstErase, 16u * 2);
-    for (std::size_t index = shape.firstErase; index < shape.firstPiece; ++index)
-        Fail_At(index, shape);
+    Fail_At_Each(shape.firstErase, shape.firstPiece, shape);
     Report("erase");
 }
 
 TEST_F(FirmwareFaultTest, TransferFailureInThePiecesAndTheRestart)
 {
     const Download_Shape shape = Shape();
-    for (std::size_t index = shape.firstPiece; index < shape.total; ++index)
-        Fail_At(index, shape);
+    Fail_At_Each(shape.firstPiece, shape.total, shape);
     Report("pieces and restart");
 }
 
@@ -268,19 +288,8 @@ TEST_F(FirmwareFaultTest, PowerLossAtASampleOfQueries)
 
 TEST_F(FirmwareFaultTest, ReadBackDifferenceInEachPiece)
 {
-    const std::uint32_t length = Piece_Length();
-    for (std::uint32_t piece = 0; piece < kArea / length; ++piece) {
-        SCOPED_TRACE("difference in piece " + std::to_string(piece));
-        Start_Case();
-        const std::uint32_t address = piece * length + 100;
-        m_module->With_Chip([address](ChipModel& chip) { chip.Flash().Set_Stuck_Bits(address, 0xFF); });
-        EXPECT_EQ(Download(m_new), -1);
-        Restart(true);
-        EXPECT_EQ(m_module->Boots().back(), Boot_Mode::Rom_Boot_Code);
-        EXPECT_EQ(Flash_Bytes(*m_module, 0, 4096), Bytes(4096, 0xFF));
-        Expect_Second_Download_Succeeds();
-        ++m_cases;
-    }
+    for (std::uint32_t piece = 0; piece < kArea / Piece_Length(); ++piece)
+        Expect_Read_Back_Difference_Handled(piece);
     Report("read-back difference");
 }
 
@@ -296,21 +305,13 @@ protected:
 TEST_F(OnePieceFaultTest, TransferFailureInThePieceAndTheRestart)
 {
     const Download_Shape shape = Shape();
-    for (std::size_t index = shape.firstPiece; index < shape.total; ++index)
-        Fail_At(index, shape);
+    Fail_At_Each(shape.firstPiece, shape.total, shape);
     Report("one piece: piece and restart");
 }
 
 TEST_F(OnePieceFaultTest, ReadBackDifferenceInThePiece)
 {
-    Start_Case();
-    m_module->With_Chip([](ChipModel& chip) { chip.Flash().Set_Stuck_Bits(100, 0xFF); });
-    EXPECT_EQ(Download(m_new), -1);
-    Restart(true);
-    EXPECT_EQ(m_module->Boots().back(), Boot_Mode::Rom_Boot_Code);
-    EXPECT_EQ(Flash_Bytes(*m_module, 0, 4096), Bytes(4096, 0xFF));
-    Expect_Second_Download_Succeeds();
-    ++m_cases;
+    Expect_Read_Back_Difference_Handled(0);
     Report("one piece: read-back difference");
 }
 
