@@ -220,6 +220,17 @@ protected:
     // Writes one frame to the network stream writer.
     void transmitFrame(const cv::Mat& frame);
 
+    // Publishes a raw pair as the newest, as the capture worker does with
+    // each frame: time stamp, frame period, one notification of all waiters.
+    void publishRawPair(cv::Mat&& left, cv::Mat&& right);
+
+    // Whether a free matching lane takes the newest raw pair (time stamp
+    // `newest`) at once instead of waiting for the next one: no lane has
+    // taken it (the last taken has stamp `lastTaken`) and it is younger than
+    // half of the raw frame period `period` at time `now`.
+    static bool takesNewestRawPair(std::chrono::microseconds newest, std::chrono::microseconds lastTaken,
+                                   std::chrono::microseconds period, std::chrono::microseconds now);
+
 private:
     void captureWorker(float scale);
     void openStreamWriter();
@@ -227,8 +238,15 @@ private:
     // Runs `pairs` matching lanes (this thread and pairs - 1 more) until the
     // run flag is cleared, then joins them.
     void computeWorker(int pairs);
-    // One lane: fetch a pair (in turn), match it, publish it in turn.
-    void computeLane(int algorithm);
+    // One lane: fetch a pair (in turn), match it, publish it in turn. With
+    // `takeWaiting` a lane first looks for a raw pair no lane has taken yet
+    // (see takesNewestRawPair) before it waits for the next.
+    void computeLane(int algorithm, bool takeWaiting);
+    // The newest raw pair, rectified, when takesNewestRawPair allows it.
+    bool takeNewestRawPair(cv::Mat& left, cv::Mat& right, cv::Mat& centre, std::chrono::microseconds& stamp);
+    // Remaps a raw pair as getRectStereoFrame does after its fetch.
+    void rectifyRawPair(const cv::Mat& rawLeft, const cv::Mat& rawRight, cv::Mat& left, cv::Mat& right,
+                        cv::Mat& centre);
     void loadPairsInFlight(const cv::FileNode& node);
     static int defaultPairsInFlight();
     // Waits for the disparity publication after the current one; false when
@@ -249,6 +267,8 @@ private:
     // Guards m_fetchTicket; held across each lane's fetch, so that ticket
     // order is raw time-stamp order.
     std::mutex m_fetchMutex;
+    std::chrono::microseconds m_lastFetchedStamp{0}; // stamp of the pair a lane took last, guarded by m_fetchMutex
+    std::chrono::microseconds m_rawFramePeriod{0};   // between the two newest raw pairs, guarded by m_frameMutex
     std::uint64_t m_publishTicket = 0;      // ticket whose turn it is to publish, guarded by m_computeMutex
     std::condition_variable m_turnCondition; // m_publishTicket moved on
 };

@@ -121,17 +121,7 @@ void StereoCamera::captureWorker(float scale)
                         static_cast<size_t>(left.rows) * half * 3);
         }
         m_frameRate = static_cast<float>(cv::getTickFrequency() / (cv::getTickCount() - t0));
-
-        std::lock_guard<std::mutex> lock(m_frameMutex);
-        // The halves are this round's own fresh images: handing them over
-        // shares them with nobody, as a deep copy would.
-        m_rawFrame.left = std::move(left);
-        m_rawFrame.right = std::move(right);
-        m_rawFrame.timeStamp = systemNow();
-        ++m_rawFrameCount;
-        m_frameCondition.notify_all();
-        // Paces the worker and lets a waiting reader take the lock first.
-        usleep(1000);
+        publishRawPair(std::move(left), std::move(right));
     }
 
     if (m_log)
@@ -145,6 +135,22 @@ void StereoCamera::captureWorker(float scale)
     std::lock_guard<std::mutex> lock(m_frameMutex);
     m_captureRunning = false;
     m_frameCondition.notify_all();
+}
+
+void StereoCamera::publishRawPair(cv::Mat&& left, cv::Mat&& right)
+{
+    std::lock_guard<std::mutex> lock(m_frameMutex);
+    // The halves are the round's own fresh images: handing them over shares
+    // them with nobody, as a deep copy would.
+    m_rawFrame.left = std::move(left);
+    m_rawFrame.right = std::move(right);
+    const std::chrono::microseconds stamp = systemNow();
+    m_rawFramePeriod = m_rawFrameCount > 0 ? stamp - m_rawFrame.timeStamp : std::chrono::microseconds(0);
+    m_rawFrame.timeStamp = stamp;
+    ++m_rawFrameCount;
+    m_frameCondition.notify_all();
+    // Paces the worker and lets a waiting reader take the lock first.
+    usleep(1000);
 }
 
 void StereoCamera::openStreamWriter()

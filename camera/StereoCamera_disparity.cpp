@@ -6,12 +6,19 @@
 #include <unistd.h>
 
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <opencv2/calib3d.hpp>
 #include <opencv2/imgproc.hpp>
 
 namespace {
+
+std::chrono::microseconds systemNow()
+{
+    return std::chrono::duration_cast<std::chrono::microseconds>(
+        std::chrono::system_clock::now().time_since_epoch());
+}
 
 // The matcher for an Algorithm value, with the kit's fixed settings; null
 // for a value that names no matcher.
@@ -34,6 +41,15 @@ cv::Ptr<cv::StereoMatcher> createMatcher(int algorithm)
         return bm;
     }
     return nullptr;
+}
+
+// An image nobody else holds: the image itself when this is its only handle
+// (the lane's fresh results, dropped after publication), else a deep copy.
+cv::Mat ownCopy(cv::Mat& image)
+{
+    if (image.u && image.u->refcount == 1)
+        return std::move(image);
+    return image.clone();
 }
 
 } // namespace
@@ -87,9 +103,10 @@ void StereoCamera::computeWorker(int pairs)
 {
     const int algorithm = Algorithm;
     std::vector<std::thread> lanes;
+    const bool takeWaiting = pairs > 1;
     for (int i = 1; i < pairs; ++i)
-        lanes.emplace_back(&StereoCamera::computeLane, this, algorithm);
-    computeLane(algorithm);
+        lanes.emplace_back(&StereoCamera::computeLane, this, algorithm, takeWaiting);
+    computeLane(algorithm, takeWaiting);
     for (std::thread& lane : lanes)
         lane.join();
     if (m_log)
@@ -99,11 +116,39 @@ void StereoCamera::computeWorker(int pairs)
     m_computeCondition.notify_all();
 }
 
+bool StereoCamera::takesNewestRawPair(std::chrono::microseconds newest, std::chrono::microseconds lastTaken,
+                                      std::chrono::microseconds period, std::chrono::microseconds now)
+{
+    return newest > lastTaken && period.count() > 0 && now >= newest && (now - newest) * 2 <= period;
+}
+
+// A match that takes a little longer than a whole number of frame periods
+// would otherwise leave its lane idle until the next raw pair; a pair that
+// came in while every lane was busy, still fresh, is taken at once instead.
+bool StereoCamera::takeNewestRawPair(cv::Mat& left, cv::Mat& right, cv::Mat& centre,
+                                     std::chrono::microseconds& stamp)
+{
+    cv::Mat rawLeft, rawRight;
+    {
+        std::lock_guard<std::mutex> lock(m_frameMutex);
+        if (m_rawFrame.left.empty() || m_rawFrame.right.empty() ||
+            !takesNewestRawPair(m_rawFrame.timeStamp, m_lastFetchedStamp, m_rawFramePeriod, systemNow()))
+            return false;
+        // Shared for reading only: the capture worker replaces published
+        // images and never writes into them.
+        rawLeft = m_rawFrame.left;
+        rawRight = m_rawFrame.right;
+        stamp = m_rawFrame.timeStamp;
+    }
+    rectifyRawPair(rawLeft, rawRight, left, right, centre);
+    return !left.empty() && !right.empty() && !centre.empty();
+}
+
 // Lanes fetch one at a time and take a ticket with each pair, so tickets
 // follow the raw time stamps; they match at the same time, each with its own
 // matcher, and publish strictly in ticket order. Every ticketed pair is
 // published, so no lane waits for its turn for ever.
-void StereoCamera::computeLane(int algorithm)
+void StereoCamera::computeLane(int algorithm, bool takeWaiting)
 {
     pthread_setname_np(pthread_self(), "korvane-match");
     cv::Ptr<cv::StereoMatcher> matcher = createMatcher(algorithm);
@@ -115,12 +160,14 @@ void StereoCamera::computeLane(int algorithm)
             std::lock_guard<std::mutex> fetch(m_fetchMutex);
             if (!m_computeRunning)
                 break;
-            if (!getRectStereoFrame(left, right, centre, stamp))
+            if (!(takeWaiting && takeNewestRawPair(left, right, centre, stamp)) &&
+                !getRectStereoFrame(left, right, centre, stamp))
                 continue;
             // Stopped while waiting for the pair: not matched, so that a stop
             // takes at most the matching round under way.
             if (!m_computeRunning)
                 break;
+            m_lastFetchedStamp = stamp;
             ticket = m_fetchTicket++;
         }
         cv::Mat raw;
@@ -137,8 +184,8 @@ void StereoCamera::computeLane(int algorithm)
 
         std::unique_lock<std::mutex> lock(m_computeMutex);
         m_turnCondition.wait(lock, [&] { return m_publishTicket == ticket; });
-        m_disparityFrame.left = centre.clone();
-        m_disparityFrame.right = disparity.clone();
+        m_disparityFrame.left = ownCopy(centre);
+        m_disparityFrame.right = ownCopy(disparity);
         m_disparityFrame.timeStamp = stamp;
         ++m_disparityCount;
         m_computeCondition.notify_all();

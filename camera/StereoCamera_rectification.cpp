@@ -110,15 +110,20 @@ bool StereoCamera::getRectStereoFrame(cv::Mat& left, cv::Mat& right, cv::Mat& ce
 {
     cv::Mat rawLeft;
     cv::Mat rawRight;
-    if (getStereoFrame(rawLeft, rawRight, stamp)) {
-        centre = remapped(rawLeft, m_perspectiveMaps[0], m_perspectiveFixed[0]);
-        if (Depthmode == 2) {
-            left = centre.clone();
-            right = remapped(rawRight, m_perspectiveMaps[1], m_perspectiveFixed[1]);
-        } else if (Depthmode == 1) {
-            left = remapped(rawLeft, m_lonLatMaps[0], m_lonLatFixed[0]);
-            right = remapped(rawRight, m_lonLatMaps[1], m_lonLatFixed[1]);
-        }
-    }
+    if (getStereoFrame(rawLeft, rawRight, stamp))
+        rectifyRawPair(rawLeft, rawRight, left, right, centre);
     return !left.empty() && !right.empty() && !centre.empty();
+}
+
+void StereoCamera::rectifyRawPair(const cv::Mat& rawLeft, const cv::Mat& rawRight, cv::Mat& left, cv::Mat& right,
+                                  cv::Mat& centre)
+{
+    centre = remapped(rawLeft, m_perspectiveMaps[0], m_perspectiveFixed[0]);
+    if (Depthmode == 2) {
+        left = centre.clone();
+        right = remapped(rawRight, m_perspectiveMaps[1], m_perspectiveFixed[1]);
+    } else if (Depthmode == 1) {
+        left = remapped(rawLeft, m_lonLatMaps[0], m_lonLatFixed[0]);
+        right = remapped(rawRight, m_lonLatMaps[1], m_lonLatFixed[1]);
+    }
 }

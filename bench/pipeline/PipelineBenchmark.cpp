@@ -304,7 +304,7 @@ void registerAll()
             rate->Args({rect.width, rect.height, pairs});
     }
     cost->ArgNames({"w", "h"})->Unit(benchmark::kMillisecond)->UseRealTime()->MinTime(1.0);
-    rate->ArgNames({"w", "h", "pairs"})->Iterations(60)->Unit(benchmark::kMillisecond)->UseRealTime();
+    rate->ArgNames({"w", "h", "pairs"})->Iterations(150)->Unit(benchmark::kMillisecond)->UseRealTime();
 }
 
 // The usual output, then per rectified size one row per number of pairs in
