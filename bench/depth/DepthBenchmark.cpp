@@ -19,12 +19,10 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <functional>
 #include <map>
 #include <memory>
@@ -37,7 +35,10 @@
 #include <benchmark/benchmark.h>
 
 #include "CollectingReporter.h"
+#include "PublicationRun.h"
+#include "RenderedSequence.h"
 #include "SummaryRun.h"
+#include "SyntheticCamera.h"
 
 #include <opencv2/calib3d.hpp>
 #include <opencv2/core/utils/logger.hpp>
@@ -45,111 +46,50 @@
 #include <opencv2/imgproc.hpp>
 
 #include "camera/StereoCamera.h"
-#include "emulator/synthetic/SyntheticStereoModule.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 
-constexpr double kFieldOfView = 90.0; // the synthetic module's perspective view
-constexpr int kNoDevice = 97;         // a video node that is not there
 const cv::Size kRawSizes[] = {{1856, 800}, {928, 400}};
 const cv::Size kRectSizes[] = {{464, 400}, {640, 480}, {928, 800}};
 
-std::chrono::microseconds systemNow()
+// Rendered frames of each raw size, written once as a PNG sequence, by raw width.
+std::map<int, RenderedSequence>& rawSets()
 {
-    return std::chrono::duration_cast<std::chrono::microseconds>(
-        std::chrono::system_clock::now().time_since_epoch());
-}
-
-// Rendered frames of one raw size, written once as a PNG sequence.
-struct RawSet
-{
-    cv::Mat frame;          // frame 0, side by side
-    cv::Mat left, right;    // frame 0 split and masked as the capture worker does
-    std::string directory;  // holds frame_0000.png ...
-    std::string pattern;
-};
-
-std::map<int, RawSet>& rawSets()
-{
-    static std::map<int, RawSet> sets;
+    static std::map<int, RenderedSequence> sets;
     return sets;
 }
 
-const RawSet& rawSet(int rawWidth)
+const RenderedSequence& rawSet(int rawWidth)
 {
     return rawSets().at(rawWidth);
 }
 
-void splitAndMask(const cv::Mat& frame, cv::Mat& left, cv::Mat& right)
-{
-    const int half = frame.cols / 2;
-    left = frame(cv::Rect(0, 0, half, frame.rows)).clone();
-    right = frame(cv::Rect(half, 0, half, frame.rows)).clone();
-    convertRawFisheyeImage(frame.cols >> 2, left, right);
-}
-
-// Renders two frames per raw size and writes them, alternating, as a short
-// sequence (six files, so the looping source reopens it less often).
 bool renderSets()
 {
     for (const cv::Size raw : kRawSizes) {
-        std::fprintf(stderr, "Rendering %dx%d synthetic frames ...\n", raw.width, raw.height);
-        const korvane::synthetic::SyntheticStereoModule module(raw);
-        const cv::Mat frames[2] = {module.renderFrame(0), module.renderFrame(1)};
-        RawSet set;
-        set.frame = frames[0];
-        splitAndMask(set.frame, set.left, set.right);
-        set.directory = "/tmp/korvane-bench-depth-" + std::to_string(getpid()) + "-" + std::to_string(raw.width);
-        std::error_code error;
-        std::filesystem::create_directories(set.directory, error);
-        if (error)
+        RenderedSequence& set = rawSets()[raw.width];
+        const std::string directory =
+            "/tmp/korvane-bench-depth-" + std::to_string(getpid()) + "-" + std::to_string(raw.width);
+        if (!set.write(raw, directory, "png", {cv::IMWRITE_PNG_COMPRESSION, 1}))
             return false;
-        set.pattern = set.directory + "/frame_%04d.png";
-        for (int i = 0; i < 6; ++i) {
-            char name[32];
-            std::snprintf(name, sizeof name, "/frame_%04d.png", i);
-            if (!cv::imwrite(set.directory + name, frames[i % 2], {cv::IMWRITE_PNG_COMPRESSION, 1}))
-                return false;
-        }
-        rawSets()[raw.width] = set;
     }
     return true;
 }
 
 void removeSets()
 {
-    for (auto& entry : rawSets())
-    {
-        std::error_code error;
-        std::filesystem::remove_all(entry.second.directory, error);
-    }
+    for (const auto& entry : rawSets())
+        entry.second.remove();
 }
 
-// The stereo camera with the synthetic module's calibration, and reach into
-// what the stages need: the maps, the depth mode, and stand-ins for the two
-// workers' publications.
-class BenchCamera : public StereoCamera
+// The synthetic camera with reach into what the stages need: the maps, the
+// depth mode, and stand-ins for the two workers' publications.
+class BenchCamera : public SyntheticCamera
 {
 public:
-    BenchCamera(cv::Size raw, cv::Size rect, int depthMode, int algorithm) : StereoCamera(kNoDevice)
-    {
-        if (m_log)
-            m_log->setLogLevel(-1);
-        setRawFrameSize(raw);
-        setRectFrameSize(rect);
-        const korvane::synthetic::SyntheticRig rig;
-        setCalibParams(rig.calibParams(false), false);
-        setCalibParams(rig.calibParams(true), true);
-        Depthmode = depthMode;
-        Algorithm = algorithm;
-        hFov = kFieldOfView;
-    }
-
-    // Scales the intrinsics to the raw width and builds the maps, as at
-    // capture start. Once per camera: the scaling is in place.
-    void buildMaps() { prepareRectification(static_cast<float>(getRawFrameSize().width / 1856.0)); }
+    using SyntheticCamera::SyntheticCamera;
 
     const cv::Mat* maps(bool lonLat, int eye) const { return lonLat ? m_lonLatMaps[eye] : m_perspectiveMaps[eye]; }
 
@@ -265,13 +205,6 @@ private:
     std::thread m_thread; // last: starts after the fields it reads
 };
 
-cv::Mat remapped(const cv::Mat& raw, const cv::Mat* maps)
-{
-    cv::Mat out;
-    cv::remap(raw, out, maps[0], maps[1], cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar());
-    return out;
-}
-
 // The disparity worker's matchers with its fixed settings.
 cv::Ptr<cv::StereoMatcher> createMatcher(int algorithm)
 {
@@ -318,7 +251,7 @@ Prepared& prepared(int rawWidth, cv::Size rect, int mode)
     Prepared& p = cache[{rawWidth, rect.width, rect.height, mode}];
     if (p.camera)
         return p;
-    const RawSet& set = rawSet(rawWidth);
+    const RenderedSequence& set = rawSet(rawWidth);
     p.camera = std::make_unique<BenchCamera>(set.frame.size(), rect, mode, 0);
     p.camera->buildMaps();
     p.centre = remapped(set.left, p.camera->maps(false, 0));
@@ -348,7 +281,7 @@ void captureRound(benchmark::State& state)
     cv::Mat storedLeft, storedRight, outLeft, outRight;
     for (auto _ : state) {
         cv::Mat left, right;
-        splitAndMask(frame, left, right);
+        copyHalvesAndMask(frame, left, right);
         storedLeft = left.clone();
         storedRight = right.clone();
         outLeft = storedLeft.clone();
@@ -364,7 +297,7 @@ void rectify(benchmark::State& state)
 {
     const int mode = static_cast<int>(state.range(3));
     Prepared& p = prepared(static_cast<int>(state.range(0)), rectArg(state), mode);
-    const RawSet& set = rawSet(static_cast<int>(state.range(0)));
+    const RenderedSequence& set = rawSet(static_cast<int>(state.range(0)));
     double part[3] = {0, 0, 0};
     for (auto _ : state) {
         const auto t0 = std::chrono::steady_clock::now();
@@ -475,51 +408,16 @@ void wakeOverhead(benchmark::State& state)
     camera.standDown();
 }
 
-double median(std::vector<double> values, double quantile)
-{
-    if (values.empty())
-        return 0;
-    const auto at = values.begin() + static_cast<long>(quantile * static_cast<double>(values.size() - 1));
-    std::nth_element(values.begin(), at, values.end());
-    return *at;
-}
-
 // Through the real workers (Depthmode 2, SGBM): each iteration takes the
 // next disparity; latency runs from its raw pair's stamp to its arrival.
 void endToEnd(benchmark::State& state)
 {
-    const RawSet& set = rawSet(static_cast<int>(state.range(0)));
+    const RenderedSequence& set = rawSet(static_cast<int>(state.range(0)));
     BenchCamera camera(set.frame.size(), rectArg(state), 2, 0);
-    if (!camera.openVideo(set.pattern)) {
-        state.SkipWithError("cannot open the frame sequence");
-        return;
-    }
-    camera.startCapture(false, false);
-    camera.startStereoCompute();
-    cv::Mat disparity, centre;
-    std::chrono::microseconds stamp{0};
-    bool ok = camera.getDisparityFrame(disparity, centre, stamp) && camera.getDisparityFrame(disparity, centre, stamp);
-    std::vector<double> latencies;
-    const auto start = std::chrono::steady_clock::now();
-    for (auto _ : state) {
-        if (!ok || !camera.getDisparityFrame(disparity, centre, stamp) || disparity.empty()) {
-            ok = false;
-            break;
-        }
-        latencies.push_back(static_cast<double>((systemNow() - stamp).count()) / 1000.0);
-    }
-    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    const float capturedRate = camera.getRawFrameRate();
-    camera.stopStereoCompute();
-    camera.stopCapture();
-    if (!ok) {
-        state.SkipWithError("the workers published no disparity");
-        return;
-    }
-    state.counters["fps"] = static_cast<double>(latencies.size()) / seconds;
-    state.counters["latency_ms"] = median(latencies, 0.5);
-    state.counters["latency_p90_ms"] = median(latencies, 0.9);
-    state.counters["capture_fps"] = capturedRate;
+    PublicationRun run;
+    run.measure(state, camera, set.pattern);
+    if (run.ok)
+        run.setCounters(state, static_cast<double>(run.latenciesMs.size()));
 }
 
 // ---- registration -----------------------------------------------------------
@@ -567,7 +465,7 @@ void registerAll()
 class SummaryReporter : public CollectingReporter
 {
 public:
-    explicit SummaryReporter(OutputOptions options) : CollectingReporter(options) {}
+    using CollectingReporter::CollectingReporter;
 
     void Finalize() override
     {
@@ -622,15 +520,5 @@ private:
 
 int main(int argc, char** argv)
 {
-    if (!startBenchmarks(argc, argv))
-        return 1;
-    if (!renderSets()) {
-        std::fprintf(stderr, "Cannot write the rendered frames under /tmp\n");
-        removeSets();
-        return 1;
-    }
-    registerAll();
-    runWithSummary<SummaryReporter>();
-    removeSets();
-    return 0;
+    return runOnRenderedFrames<SummaryReporter>(argc, argv, renderSets, removeSets, registerAll);
 }

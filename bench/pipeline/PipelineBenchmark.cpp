@@ -17,11 +17,9 @@
 // latency against one remap-and-match.
 #include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <string>
@@ -30,7 +28,10 @@
 #include <benchmark/benchmark.h>
 
 #include "CollectingReporter.h"
+#include "PublicationRun.h"
+#include "RenderedSequence.h"
 #include "SummaryRun.h"
+#include "SyntheticCamera.h"
 #include "ThreadCpuTimes.h"
 
 #include <opencv2/calib3d.hpp>
@@ -39,91 +40,36 @@
 
 #include "camera/LoopingVideoCapture.h"
 #include "camera/StereoCamera.h"
-#include "emulator/synthetic/SyntheticStereoModule.h"
 
 namespace {
 
-constexpr int kNoDevice = 97; // a video node that is not there
 const cv::Size kRawSize(1856, 800);
 const cv::Size kRectSizes[] = {{640, 480}, {928, 800}};
 
-std::chrono::microseconds systemNow()
+// The frame sequence, written as uncompressed bitmaps: decoding one is a copy.
+RenderedSequence& source()
 {
-    return std::chrono::duration_cast<std::chrono::microseconds>(
-        std::chrono::system_clock::now().time_since_epoch());
-}
-
-// Frame 0 split and masked as the capture worker does, and the directory of
-// the frame sequence.
-struct Source
-{
-    cv::Mat frame;
-    cv::Mat left, right;
-    std::string directory;
-    std::string pattern;
-};
-
-Source& source()
-{
-    static Source s;
+    static RenderedSequence s;
     return s;
 }
 
-// Renders two frames and writes them, alternating, as a six-file sequence of
-// uncompressed bitmaps: decoding one is a copy.
 bool renderSource()
 {
-    std::fprintf(stderr, "Rendering %dx%d synthetic frames ...\n", kRawSize.width, kRawSize.height);
-    const korvane::synthetic::SyntheticStereoModule module(kRawSize);
-    const cv::Mat frames[2] = {module.renderFrame(0), module.renderFrame(1)};
-    Source& s = source();
-    s.frame = frames[0];
-    const int half = kRawSize.width / 2;
-    s.left = frames[0](cv::Rect(0, 0, half, kRawSize.height)).clone();
-    s.right = frames[0](cv::Rect(half, 0, half, kRawSize.height)).clone();
-    convertRawFisheyeImage(kRawSize.width >> 2, s.left, s.right);
-    s.directory = "/tmp/korvane-bench-pipeline-" + std::to_string(getpid());
-    std::error_code error;
-    std::filesystem::create_directories(s.directory, error);
-    if (error)
-        return false;
-    s.pattern = s.directory + "/frame_%04d.bmp";
-    for (int i = 0; i < 6; ++i) {
-        char name[32];
-        std::snprintf(name, sizeof name, "/frame_%04d.bmp", i);
-        if (!cv::imwrite(s.directory + name, frames[i % 2]))
-            return false;
-    }
-    return true;
+    return source().write(kRawSize, "/tmp/korvane-bench-pipeline-" + std::to_string(getpid()), "bmp");
 }
 
 void removeSource()
 {
-    std::error_code error;
-    std::filesystem::remove_all(source().directory, error);
+    source().remove();
 }
 
-// The stereo camera with the synthetic module's calibration in its
-// perspective view, SGBM, quiet; reach into the maps and the publication count.
-class BenchCamera : public StereoCamera
+// The synthetic camera in its perspective view with SGBM; reach into the
+// maps and the publication count.
+class BenchCamera : public SyntheticCamera
 {
 public:
-    explicit BenchCamera(cv::Size rect) : StereoCamera(kNoDevice)
-    {
-        if (m_log)
-            m_log->setLogLevel(-1);
-        setRawFrameSize(kRawSize);
-        setRectFrameSize(rect);
-        const korvane::synthetic::SyntheticStereoModule module(kRawSize);
-        setCalibParams(module.rig().calibParams(false), false);
-        setCalibParams(module.rig().calibParams(true), true);
-        Depthmode = 2;
-        Algorithm = 0;
-        hFov = 90.0;
-    }
+    explicit BenchCamera(cv::Size rect) : SyntheticCamera(kRawSize, rect, 2, 0) {}
 
-    // The maps, as capture start builds them (the raw width scales by 1).
-    void buildMaps() { prepareRectification(1.0f); }
     const cv::Mat* maps(int eye) const { return m_perspectiveMaps[eye]; }
     const FixedPointMaps& fixedMaps(int eye) const { return m_perspectiveFixed[eye]; }
 
@@ -134,20 +80,6 @@ public:
     }
 };
 
-cv::Mat remapped(const cv::Mat& raw, const cv::Mat* maps)
-{
-    cv::Mat out;
-    cv::remap(raw, out, maps[0], maps[1], cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar());
-    return out;
-}
-
-cv::Mat remapped(const cv::Mat& raw, const FixedPointMaps& fixed)
-{
-    cv::Mat out;
-    cv::remap(raw, out, fixed.positions, fixed.fractions, cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar());
-    return out;
-}
-
 cv::Size rectArg(const benchmark::State& state)
 {
     return {static_cast<int>(state.range(0)), static_cast<int>(state.range(1))};
@@ -157,7 +89,7 @@ void remapAndMatch(benchmark::State& state)
 {
     BenchCamera camera(rectArg(state));
     camera.buildMaps();
-    const Source& s = source();
+    const RenderedSequence& s = source();
     cv::Ptr<cv::StereoMatcher> matcher =
         cv::StereoSGBM::create(0, 32, 9, 8 * 3 * 9 * 9, 32 * 3 * 9 * 9, 0, 0, 0, 0, 0, cv::StereoSGBM::MODE_SGBM);
     for (auto _ : state) {
@@ -191,16 +123,12 @@ void sourceDecode(benchmark::State& state)
 void splitAndMask(benchmark::State& state)
 {
     const cv::Mat& frame = source().frame;
-    const int radius = kRawSize.width >> 2;
     for (auto _ : state) {
         cv::Mat left, right;
-        if (state.range(0) == 0) {
-            left = frame(cv::Rect(0, 0, frame.cols / 2, frame.rows)).clone();
-            right = frame(cv::Rect(frame.cols / 2, 0, frame.cols / 2, frame.rows)).clone();
-            convertRawFisheyeImage(radius, left, right);
-        } else {
-            splitRawFisheyeFrame(radius, frame, left, right);
-        }
+        if (state.range(0) == 0)
+            copyHalvesAndMask(frame, left, right);
+        else
+            splitRawFisheyeFrame(kRawSize.width >> 2, frame, left, right);
         benchmark::DoNotOptimize(right.data);
     }
 }
@@ -210,7 +138,7 @@ void remaps(benchmark::State& state)
 {
     BenchCamera camera(rectArg(state));
     camera.buildMaps();
-    const Source& s = source();
+    const RenderedSequence& s = source();
     const bool fixed = state.range(2) == 1;
     for (auto _ : state) {
         const cv::Mat centre = fixed ? remapped(s.left, camera.fixedMaps(0)) : remapped(s.left, camera.maps(0));
@@ -220,56 +148,29 @@ void remaps(benchmark::State& state)
     }
 }
 
-double quantile(std::vector<double> values, double q)
-{
-    if (values.empty())
-        return 0;
-    const auto at = values.begin() + static_cast<long>(q * static_cast<double>(values.size() - 1));
-    std::nth_element(values.begin(), at, values.end());
-    return *at;
-}
-
 // Each iteration takes the next disparity a reader gets; the rate counts
 // every publication in the measured time, read or not.
 void publication(benchmark::State& state)
 {
     BenchCamera camera(rectArg(state));
     camera.setPairsInFlight(static_cast<int>(state.range(2)));
-    if (!camera.openVideo(source().pattern)) {
-        state.SkipWithError("cannot open the frame sequence");
+    std::uint64_t first = 0, published = 0;
+    ThreadCpuTimes cpuAtStart;
+    std::map<std::string, double> cpu;
+    PublicationRun run;
+    run.measure(
+        state, camera, source().pattern,
+        [&] {
+            first = camera.publications();
+            cpuAtStart = ThreadCpuTimes::now();
+        },
+        [&] {
+            published = camera.publications() - first;
+            cpu = ThreadCpuTimes::now().since(cpuAtStart);
+        });
+    if (!run.ok)
         return;
-    }
-    camera.startCapture(false, false);
-    camera.startStereoCompute();
-    cv::Mat disparity, centre;
-    std::chrono::microseconds stamp{0};
-    // Two results first: the workers are past their start.
-    bool ok = camera.getDisparityFrame(disparity, centre, stamp) && camera.getDisparityFrame(disparity, centre, stamp);
-    const std::uint64_t first = camera.publications();
-    const ThreadCpuTimes cpuAtStart = ThreadCpuTimes::now();
-    const auto start = std::chrono::steady_clock::now();
-    std::vector<double> latencies;
-    for (auto _ : state) {
-        if (!ok || !camera.getDisparityFrame(disparity, centre, stamp) || disparity.empty()) {
-            ok = false;
-            break;
-        }
-        latencies.push_back(static_cast<double>((systemNow() - stamp).count()) / 1000.0);
-    }
-    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    const std::uint64_t published = camera.publications() - first;
-    const std::map<std::string, double> cpu = ThreadCpuTimes::now().since(cpuAtStart);
-    const float capturedRate = camera.getRawFrameRate();
-    camera.stopStereoCompute();
-    camera.stopCapture();
-    if (!ok) {
-        state.SkipWithError("the workers published no disparity");
-        return;
-    }
-    state.counters["fps"] = static_cast<double>(published) / seconds;
-    state.counters["latency_ms"] = quantile(latencies, 0.5);
-    state.counters["latency_p90_ms"] = quantile(latencies, 0.9);
-    state.counters["capture_fps"] = capturedRate;
+    run.setCounters(state, static_cast<double>(published));
     // Processor time per second of the run, in cores: the capture worker,
     // the matching lanes, the library's worker threads (parallel remaps)
     // and the reader (this thread).
@@ -278,7 +179,7 @@ void publication(benchmark::State& state)
         double& group = name == "korvane-capture" ? capture : name == "korvane-match" ? match
                                                             : name == "main"          ? reader
                                                                                       : pool;
-        group += used / seconds;
+        group += used / run.seconds;
     }
     state.counters["cpu_capture"] = capture;
     state.counters["cpu_match"] = match;
@@ -312,7 +213,7 @@ void registerAll()
 class SummaryReporter : public CollectingReporter
 {
 public:
-    explicit SummaryReporter(OutputOptions options) : CollectingReporter(options) {}
+    using CollectingReporter::CollectingReporter;
 
     void Finalize() override
     {
@@ -370,15 +271,5 @@ public:
 
 int main(int argc, char** argv)
 {
-    if (!startBenchmarks(argc, argv))
-        return 1;
-    if (!renderSource()) {
-        std::fprintf(stderr, "Cannot write the rendered frames under /tmp\n");
-        removeSource();
-        return 1;
-    }
-    registerAll();
-    runWithSummary<SummaryReporter>();
-    removeSource();
-    return 0;
+    return runOnRenderedFrames<SummaryReporter>(argc, argv, renderSource, removeSource, registerAll);
 }

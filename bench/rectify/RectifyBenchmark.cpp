@@ -56,10 +56,11 @@ cv::Mat viewMatrix(int mode, cv::Size size)
                                            : korvane::perspectiveCameraMatrix(size, 90.0);
 }
 
-// Circular mask with the kit's radius (raw width / 4) on both eyes, on a
-// fresh copy each round as the capture worker masks fresh halves.
-template <bool PerPixel>
-void circleMask(benchmark::State& state)
+// Rounds of both eyes copied fresh from noise, then `mask(rawWidth, left,
+// right)` on them, as the capture worker masks fresh halves; the bytes of
+// one eye.
+template <class Mask>
+int64_t freshMaskRounds(benchmark::State& state, Mask mask)
 {
     const int rawWidth = static_cast<int>(state.range(0));
     const cv::Mat sourceLeft = noiseEye(rawWidth, 1);
@@ -69,47 +70,40 @@ void circleMask(benchmark::State& state)
     for (auto _ : state) {
         sourceLeft.copyTo(left);
         sourceRight.copyTo(right);
+        mask(rawWidth, left, right);
+        benchmark::DoNotOptimize(left.data);
+    }
+    return static_cast<int64_t>(left.total() * left.elemSize());
+}
+
+// Circular mask with the kit's radius (raw width / 4) on both eyes.
+template <bool PerPixel>
+void circleMask(benchmark::State& state)
+{
+    const int64_t eyeBytes = freshMaskRounds(state, [](int rawWidth, cv::Mat& left, cv::Mat& right) {
         if (PerPixel)
             korvane::test::perPixelCircleMask(rawWidth >> 2, left, right);
         else
             convertRawFisheyeImage(rawWidth >> 2, left, right);
-        benchmark::DoNotOptimize(left.data);
-    }
-    state.SetBytesProcessed(state.iterations() * 2 * static_cast<int64_t>(left.total() * left.elemSize()));
+    });
+    state.SetBytesProcessed(state.iterations() * 2 * eyeBytes);
 }
 
 // The two copies alone, to subtract from the mask figures.
 void copyOnly(benchmark::State& state)
 {
-    const int rawWidth = static_cast<int>(state.range(0));
-    const cv::Mat sourceLeft = noiseEye(rawWidth, 1);
-    const cv::Mat sourceRight = noiseEye(rawWidth, 2);
-    cv::Mat left = sourceLeft.clone();
-    cv::Mat right = sourceRight.clone();
-    for (auto _ : state) {
-        sourceLeft.copyTo(left);
-        sourceRight.copyTo(right);
-        benchmark::DoNotOptimize(left.data);
-    }
+    freshMaskRounds(state, [](int, cv::Mat&, cv::Mat&) {});
 }
 
 template <bool PerPixel>
 void ellipseMask(benchmark::State& state)
 {
-    const int rawWidth = static_cast<int>(state.range(0));
-    const cv::Mat sourceLeft = noiseEye(rawWidth, 1);
-    const cv::Mat sourceRight = noiseEye(rawWidth, 2);
-    cv::Mat left = sourceLeft.clone();
-    cv::Mat right = sourceRight.clone();
-    for (auto _ : state) {
-        sourceLeft.copyTo(left);
-        sourceRight.copyTo(right);
+    freshMaskRounds(state, [](int, cv::Mat& left, cv::Mat& right) {
         if (PerPixel)
             korvane::test::perPixelEllipseMask(left, right, 3.0f, -2.0f, 1.5f, -0.5f);
         else
             convertRawFisheyeImage(left, right, 3.0f, -2.0f, 1.5f, -0.5f);
-        benchmark::DoNotOptimize(left.data);
-    }
+    });
 }
 
 // One map pair: args raw width, rectified width, rectified height, mode.
@@ -266,7 +260,7 @@ namespace {
 class SummaryReporter : public CollectingReporter
 {
 public:
-    explicit SummaryReporter(OutputOptions options) : CollectingReporter(options) {}
+    using CollectingReporter::CollectingReporter;
 
     void Finalize() override
     {

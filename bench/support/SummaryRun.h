@@ -39,4 +39,23 @@ void runWithSummary()
     std::fflush(stdout);
 }
 
+// The main of a program whose benchmarks play rendered frames: the frames
+// first (the program ends with 1 when they cannot be written), then the
+// benchmarks `registerAll` registers with the summary, then the frames go.
+template <class Reporter>
+int runOnRenderedFrames(int argc, char** argv, bool (*render)(), void (*remove)(), void (*registerAll)())
+{
+    if (!startBenchmarks(argc, argv))
+        return 1;
+    if (!render()) {
+        std::fprintf(stderr, "Cannot write the rendered frames under /tmp\n");
+        remove();
+        return 1;
+    }
+    registerAll();
+    runWithSummary<Reporter>();
+    remove();
+    return 0;
+}
+
 #endif
