@@ -1,14 +1,13 @@
 // Records what a camera delivers (the untouched side-by-side frames) to a
 // lossless FFV1/Matroska file that StereoCamera::openVideo plays back.
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <string>
 
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/videoio.hpp>
+
+#include "ToolOptions.h"
 
 namespace {
 
@@ -41,14 +40,6 @@ void usage(FILE* to)
                  "Exit status: 0 done, 1 the source or the file failed, 2 bad arguments.\n");
 }
 
-bool toNumber(const char* text, double& value)
-{
-    char* end = nullptr;
-    errno = 0;
-    value = std::strtod(text, &end);
-    return errno == 0 && end != text && *end == '\0' && value >= 0;
-}
-
 bool parse(int argc, char** argv, Options& o)
 {
     for (int i = 1; i < argc; ++i) {
@@ -57,15 +48,15 @@ bool parse(int argc, char** argv, Options& o)
             return false;
         const char* value = argv[++i];
         double number = 0;
-        if (arg == "--device" && toNumber(value, number))
+        if (arg == "--device" && readNonNegative(value, number))
             o.device = static_cast<int>(number);
         else if (arg == "--source")
             o.source = value;
         else if (arg == "--out")
             o.out = value;
-        else if (arg == "--frames" && toNumber(value, number))
+        else if (arg == "--frames" && readNonNegative(value, number))
             o.frames = static_cast<int>(number);
-        else if (arg == "--fps" && toNumber(value, number))
+        else if (arg == "--fps" && readNonNegative(value, number))
             o.fps = number;
         else if (arg == "--size" && std::sscanf(value, "%dx%d", &o.width, &o.height) == 2)
             continue;
@@ -92,15 +83,9 @@ cv::VideoCapture openSource(const Options& o)
 
 int main(int argc, char** argv)
 {
-    if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
-        usage(stdout);
-        return 0;
-    }
     Options o;
-    if (!parse(argc, argv, o)) {
-        usage(stderr);
-        return 2;
-    }
+    if (const auto status = helpOrBadArguments(argc, argv, [&] { return parse(argc, argv, o); }, usage))
+        return *status;
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
     cv::VideoCapture capture = openSource(o);
     if (!capture.isOpened()) {

@@ -2,7 +2,6 @@
 // one mounting position, and saves or shows them.
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <sys/stat.h>
@@ -10,6 +9,7 @@
 #include <opencv2/highgui.hpp>
 #include <opencv2/imgcodecs.hpp>
 
+#include "ToolOptions.h"
 #include "camera/SharedFrameReader.h"
 
 namespace {
@@ -36,30 +36,19 @@ void usage(FILE* to)
                  "Exit status: 0 done, 1 no segment or no image in time, 2 bad arguments.\n");
 }
 
-bool toInt(const char* text, int& value)
-{
-    char* end = nullptr;
-    errno = 0;
-    const long v = std::strtol(text, &end, 10);
-    if (errno != 0 || end == text || *end != '\0' || v < 0 || v > 1000000000)
-        return false;
-    value = static_cast<int>(v);
-    return true;
-}
-
 bool parse(int argc, char** argv, Options& o)
 {
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         const bool hasValue = i + 1 < argc;
         if (arg == "--position" && hasValue) {
-            if (!toInt(argv[++i], o.position))
+            if (!readCount(argv[++i], o.position))
                 return false;
         } else if (arg == "--count" && hasValue) {
-            if (!toInt(argv[++i], o.count))
+            if (!readCount(argv[++i], o.count))
                 return false;
         } else if (arg == "--timeout-ms" && hasValue) {
-            if (!toInt(argv[++i], o.timeoutMs))
+            if (!readCount(argv[++i], o.timeoutMs))
                 return false;
         } else if (arg == "--out" && hasValue) {
             o.outDir = argv[++i];
@@ -76,15 +65,9 @@ bool parse(int argc, char** argv, Options& o)
 
 int main(int argc, char** argv)
 {
-    if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
-        usage(stdout);
-        return 0;
-    }
     Options o;
-    if (!parse(argc, argv, o)) {
-        usage(stderr);
-        return 2;
-    }
+    if (const auto status = helpOrBadArguments(argc, argv, [&] { return parse(argc, argv, o); }, usage))
+        return *status;
     if (!o.outDir.empty() && mkdir(o.outDir.c_str(), 0755) != 0 && errno != EEXIST) {
         std::fprintf(stderr, "Cannot create %s: %s\n", o.outDir.c_str(), std::strerror(errno));
         return 1;
