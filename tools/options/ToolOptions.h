@@ -11,18 +11,18 @@
 #include <functional>
 #include <optional>
 
-// --help or -h alone prints the usage on stdout and ends with 0; arguments
-// `parse` rejects print it on stderr and end with 2. Empty when the tool
-// goes on with its parsed options.
+// --help or -h alone prints the usage text on stdout and ends with 0;
+// arguments `parse` rejects print it on stderr and end with 2. Empty when
+// the tool goes on with its parsed options.
 inline std::optional<int> helpOrBadArguments(int argc, char** argv, const std::function<bool()>& parse,
-                                             void (*usage)(FILE*))
+                                             const char* usage)
 {
     if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
-        usage(stdout);
+        std::fputs(usage, stdout);
         return 0;
     }
     if (!parse()) {
-        usage(stderr);
+        std::fputs(usage, stderr);
         return 2;
     }
     return std::nullopt;

@@ -26,19 +26,15 @@ struct Options
     int height = 0;
 };
 
-void usage(FILE* to)
-{
-    std::fprintf(to,
-                 "Usage: korvane-record (--device N | --source FILE_OR_PIPELINE) --out FILE.mkv\n"
-                 "                      [--frames K] [--fps F] [--size WxH]\n"
-                 "Records the side-by-side frames of a camera losslessly (FFV1 in Matroska).\n"
-                 "  --device N     video device number (/dev/videoN)\n"
-                 "  --source S     a video file, image sequence or GStreamer pipeline instead\n"
-                 "  --frames K     frames to record (default 300, 0 = until Ctrl-C)\n"
-                 "  --fps F        frame rate written into the file (default: the source's, else 30)\n"
-                 "  --size WxH     ask the device for this frame size (e.g. 1856x800)\n"
-                 "Exit status: 0 done, 1 the source or the file failed, 2 bad arguments.\n");
-}
+const char* const kUsage = "Usage: korvane-record (--device N | --source FILE_OR_PIPELINE) --out FILE.mkv\n"
+                           "                      [--frames K] [--fps F] [--size WxH]\n"
+                           "Records the side-by-side frames of a camera losslessly (FFV1 in Matroska).\n"
+                           "  --device N     video device number (/dev/videoN)\n"
+                           "  --source S     a video file, image sequence or GStreamer pipeline instead\n"
+                           "  --frames K     frames to record (default 300, 0 = until Ctrl-C)\n"
+                           "  --fps F        frame rate written into the file (default: the source's, else 30)\n"
+                           "  --size WxH     ask the device for this frame size (e.g. 1856x800)\n"
+                           "Exit status: 0 done, 1 the source or the file failed, 2 bad arguments.\n";
 
 bool parse(int argc, char** argv, Options& o)
 {
@@ -84,7 +80,7 @@ cv::VideoCapture openSource(const Options& o)
 int main(int argc, char** argv)
 {
     Options o;
-    if (const auto status = helpOrBadArguments(argc, argv, [&] { return parse(argc, argv, o); }, usage))
+    if (const auto status = helpOrBadArguments(argc, argv, [&] { return parse(argc, argv, o); }, kUsage))
         return *status;
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
     cv::VideoCapture capture = openSource(o);

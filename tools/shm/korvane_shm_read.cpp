@@ -23,18 +23,14 @@ struct Options
     bool show = false;
 };
 
-void usage(FILE* to)
-{
-    std::fprintf(to,
-                 "Usage: korvane-shm-read --position N [--count K] [--timeout-ms MS] [--out DIR] [--show]\n"
-                 "Reads the left images that a capturing process publishes in the shared-memory\n"
-                 "segment of position N (key 9000 + N).\n"
-                 "  --count K        images to read (default 1, 0 = until Escape or a time-out)\n"
-                 "  --timeout-ms MS  how long to wait for each image (default 2000)\n"
-                 "  --out DIR        save them as DIR/left_<i>.png\n"
-                 "  --show           show them in a window\n"
-                 "Exit status: 0 done, 1 no segment or no image in time, 2 bad arguments.\n");
-}
+const char* const kUsage = "Usage: korvane-shm-read --position N [--count K] [--timeout-ms MS] [--out DIR] [--show]\n"
+                           "Reads the left images that a capturing process publishes in the shared-memory\n"
+                           "segment of position N (key 9000 + N).\n"
+                           "  --count K        images to read (default 1, 0 = until Escape or a time-out)\n"
+                           "  --timeout-ms MS  how long to wait for each image (default 2000)\n"
+                           "  --out DIR        save them as DIR/left_<i>.png\n"
+                           "  --show           show them in a window\n"
+                           "Exit status: 0 done, 1 no segment or no image in time, 2 bad arguments.\n";
 
 bool parse(int argc, char** argv, Options& o)
 {
@@ -66,7 +62,7 @@ bool parse(int argc, char** argv, Options& o)
 int main(int argc, char** argv)
 {
     Options o;
-    if (const auto status = helpOrBadArguments(argc, argv, [&] { return parse(argc, argv, o); }, usage))
+    if (const auto status = helpOrBadArguments(argc, argv, [&] { return parse(argc, argv, o); }, kUsage))
         return *status;
     if (!o.outDir.empty() && mkdir(o.outDir.c_str(), 0755) != 0 && errno != EEXIST) {
         std::fprintf(stderr, "Cannot create %s: %s\n", o.outDir.c_str(), std::strerror(errno));
