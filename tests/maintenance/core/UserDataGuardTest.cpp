@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <sstream>
@@ -80,7 +81,11 @@ protected:
     {
         std::ostringstream out;
         EXPECT_FALSE(guard.restoreAfterDownload(wait, out));
-        return out.str();
+        // The waiting line comes first; the report follows it.
+        const std::string waiting = UserDataGuard::waitingLine(guard.backup().identification, wait);
+        const std::string said = out.str();
+        EXPECT_EQ(said.substr(0, waiting.size()), waiting);
+        return said.substr(std::min(waiting.size(), said.size()));
     }
 
     void expectKeptAndNamed(const UserDataGuard& guard, const std::string& report, const std::string& why)
@@ -168,7 +173,8 @@ TEST_F(UserDataGuardTest, AFirmwareDownloadWipesTheCalibrationAndTheGuardBringsI
 
     std::ostringstream out;
     ASSERT_TRUE(guard.restoreAfterDownload(10s, out)) << out.str();
-    EXPECT_EQ(out.str(), "User data restored and verified from " + guard.backupPath() + "\n");
+    EXPECT_EQ(out.str(), UserDataGuard::waitingLine(guard.backup().identification, 10s) +
+                             "User data restored and verified from " + guard.backupPath() + "\n");
     EXPECT_EQ(flashPiece(virtualModule, kCalibrationPiece), calibrationBlock());
     EXPECT_EQ(flashPiece(virtualModule, kSecondPiece), secondPiece());
     std::string why;

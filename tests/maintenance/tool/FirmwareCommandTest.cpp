@@ -173,6 +173,7 @@ TEST_F(FirmwareCommand, AnUpdateKeepsTheCalibrationAndHoldsTheNewFirmware)
          {"User data backed up to " + backupFiles()[0] + "\n", "Downloading " + path + " (36864 bytes) to /dev/video0 (SPCA2620)\n",
           std::string("% preparing\n"), std::string("% erasing\n"), std::string("% writing and verifying\n"),
           std::string("% header\n"), std::string("] 100.0% restarting\n"), std::string("Firmware downloaded and verified\n"),
+          std::string("Waiting up to 10 s for the module 100-100-7119-KV1000000000 to come back\n"),
           "User data restored and verified from " + backupFiles()[0] + "\n"}) {
         const std::size_t found = run.out.find(part, at);
         ASSERT_NE(found, std::string::npos) << "missing or out of order: " << part << "\n" << run.out;

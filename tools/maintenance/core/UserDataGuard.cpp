@@ -64,6 +64,7 @@ bool UserDataGuard::restoreAfterDownload(std::chrono::milliseconds wait, std::os
         out << "The user data cannot be restored: no backup was taken\n";
         return false;
     }
+    out << waitingLine(m_backup.identification, wait) << std::flush;
     // A restarted module leaves the bus a moment after the download ends.
     std::this_thread::sleep_for(kRound);
     auto module = ModuleHandle::waitForIdentification(m_backup.identification, roundsWithin(wait), kRound);
@@ -80,6 +81,12 @@ bool UserDataGuard::restoreAfterDownload(std::chrono::milliseconds wait, std::os
     }
     out << "User data restored and verified from " << m_path << "\n";
     return true;
+}
+
+std::string UserDataGuard::waitingLine(const std::string& identification, std::chrono::milliseconds wait)
+{
+    return "Waiting up to " + std::to_string(std::chrono::duration_cast<std::chrono::seconds>(wait).count()) +
+           " s for the module " + identification + " to come back\n";
 }
 
 std::string UserDataGuard::restoreCommand(int deviceNode, const std::string& path)

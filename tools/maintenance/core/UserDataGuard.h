@@ -34,6 +34,8 @@ public:
     const std::string& backupPath() const { return m_path; }
     const UserDataBackup& backup() const { return m_backup; }
 
+    // The line said before waiting for a restarting module, so the pause is not silent.
+    static std::string waitingLine(const std::string& identification, std::chrono::milliseconds wait);
     // "korvane-maintenance restore --device N <path>", the path quoted for a shell when needed.
     static std::string restoreCommand(int deviceNode, const std::string& path);
 
