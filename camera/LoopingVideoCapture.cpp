@@ -36,7 +36,17 @@ bool LoopingVideoCapture::read(cv::OutputArray image)
         std::this_thread::sleep_until(m_due);
     // A consumer that fell behind does not get a burst of catch-up frames.
     m_due = std::max(m_due, now) + period;
+    // An image sequence starts over after its last file instead of asking
+    // for the next one, which does not exist (the library warns of each).
+    if (m_api == cv::CAP_IMAGES && atEndOfSequence() && !reopen())
+        return false;
     if (cv::VideoCapture::read(image) && !image.empty())
         return true;
     return reopen() && cv::VideoCapture::read(image) && !image.empty();
+}
+
+bool LoopingVideoCapture::atEndOfSequence() const
+{
+    const double frames = get(cv::CAP_PROP_FRAME_COUNT);
+    return frames > 0.0 && get(cv::CAP_PROP_POS_FRAMES) >= frames;
 }

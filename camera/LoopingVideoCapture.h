@@ -21,6 +21,7 @@ public:
 
 private:
     bool reopen();
+    bool atEndOfSequence() const;
 
     std::string m_source;
     int m_api;

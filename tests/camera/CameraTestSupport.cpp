@@ -1,10 +1,11 @@
 #include "CameraTestSupport.h"
 
 #include <sstream>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <opencv2/core/utils/logger.hpp>
+
+#include "support/ChildProcess.h"
 
 namespace korvane::test {
 
@@ -79,16 +80,13 @@ bool runUnprivileged(const std::function<bool()>& f)
 {
     if (geteuid() != 0)
         return f();
-    const pid_t child = fork();
-    if (child == 0) {
+    ChildProcess child([&] {
         const uid_t nobody = 65534;
         if (setgid(nobody) != 0 || setuid(nobody) != 0)
             _exit(3);
         _exit(f() ? 0 : 1);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    });
+    return child.finish(std::chrono::seconds(60)) == 0;
 }
 
 } // namespace korvane::test

@@ -1,5 +1,6 @@
 #include "Extension_Unit_Class/Firmware_Form.h"
 #include "Firmware_Image_Generator.h"
+#include "support/ChildProcess.h"
 
 #include <gtest/gtest.h>
 
@@ -266,29 +267,35 @@ TEST(FirmwareImageGenerator, SeedsChangeTheBytesButNotTheMarks)
     EXPECT_EQ(a[1], b[1]);
 }
 
+// The image tool's exit status; what it prints is not shown.
+int runTool(std::vector<std::string> args)
+{
+    args.insert(args.begin(), KORVANE_FIRMWARE_TOOL);
+    int status = -1;
+    korvane::test::runProgram(args, {}, status, std::chrono::seconds(30), korvane::test::StandardError::Collected);
+    return status;
+}
+
 // The tool writes each form's image to a file; a bad form or length is refused.
 TEST(FirmwareImageTool, WritesEveryForm)
 {
     const std::string file = testing::TempDir() + "korvane-firmware-image-test.bin";
     for (const auto& form : korvane::firmware::Firmware_Image_Forms()) {
         SCOPED_TRACE(form.name);
-        const std::string command = std::string(KORVANE_FIRMWARE_TOOL) + " " + form.name + " --seed 5 -o " + file;
-        ASSERT_EQ(std::system(command.c_str()), 0);
+        ASSERT_EQ(runTool({form.name, "--seed", "5", "-o", file}), 0);
         std::ifstream in(file, std::ios::binary);
         const Bytes written((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
         EXPECT_EQ(written, korvane::firmware::Make_Firmware_Image(form.kind, form.defaultLength, 5));
     }
-    const std::string sized = std::string(KORVANE_FIRMWARE_TOOL) + " 2620 --length 0x100 -o " + file;
-    ASSERT_EQ(std::system(sized.c_str()), 0);
+    ASSERT_EQ(runTool({"2620", "--length", "0x100", "-o", file}), 0);
     std::ifstream in(file, std::ios::binary);
     const Bytes written((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
     EXPECT_EQ(written.size(), 0x100u);
     EXPECT_EQ(Type_Of(written), 0x6D);
     std::remove(file.c_str());
-    const std::string quiet = " 2>/dev/null";
-    EXPECT_NE(std::system((std::string(KORVANE_FIRMWARE_TOOL) + " nosuchform -o " + file + quiet).c_str()), 0);
-    EXPECT_NE(std::system((std::string(KORVANE_FIRMWARE_TOOL) + " 2620 --length 0 -o " + file + quiet).c_str()), 0);
-    EXPECT_NE(std::system((std::string(KORVANE_FIRMWARE_TOOL) + " 2620" + quiet).c_str()), 0);
+    EXPECT_GT(runTool({"nosuchform", "-o", file}), 0);
+    EXPECT_GT(runTool({"2620", "--length", "0", "-o", file}), 0);
+    EXPECT_GT(runTool({"2620"}), 0);
 }
 
 } // namespace

@@ -1,3 +1,8 @@
 #include "emulator/VirtualModuleTest.h"
+#include "support/TestWatchdog.h"
 
-int main(int argc, char** argv) { return korvane::emulator::Run_Virtual_Module_Tests(argc, argv); }
+int main(int argc, char** argv)
+{
+    korvane::test::installTestWatchdog();
+    return korvane::emulator::Run_Virtual_Module_Tests(argc, argv);
+}

@@ -1,6 +1,7 @@
 #include "Extension_Unit_Class/Extension_Unit_Templates.h"
 #include "Extension_Unit_Class/ext_unit.h"
 #include "emulator/VirtualModuleTest.h"
+#include "support/ChildProcess.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
@@ -273,16 +274,13 @@ TEST_F(VirtualModuleTestbed, RestartedModuleComesBackByItself)
 TEST(VirtualModuleLauncher, RunsAProgramAgainstChosenModules)
 {
     korvane::test::TempDir dir;
-    const std::string output = dir.file("output.txt");
     const std::string queries = dir.file("queries.txt");
-    const std::string command = std::string(KORVANE_LAUNCHER) +
-                                " --module chip=2650,video=3,vid=1bcf,pid=2cd1,serial=SN-A --webcam 1"
-                                " --module chip=2281,video=5,serial=SN-B --query-log " + queries + " -- " +
-                                KORVANE_PROBE + " > " + output;
-    const int status = std::system(command.c_str());
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
-    const std::string text = korvane::test::readFile(output);
+    int status = -1;
+    const std::string text = korvane::test::runProgram(
+        {KORVANE_LAUNCHER, "--module", "chip=2650,video=3,vid=1bcf,pid=2cd1,serial=SN-A", "--webcam", "1", "--module",
+         "chip=2281,video=5,serial=SN-B", "--query-log", queries, "--", KORVANE_PROBE},
+        {}, status);
+    EXPECT_EQ(status, 0) << text;
     EXPECT_NE(text.find("cameras 2\n"), std::string::npos) << text;
     EXPECT_NE(text.find("camera /dev/video3 QLVR_56_2 1bcf:2cd1 SN-A\n"), std::string::npos) << text;
     EXPECT_NE(text.find("camera /dev/video5 QLV_3M_1 "), std::string::npos) << text;
@@ -294,18 +292,17 @@ TEST(VirtualModuleLauncher, RunsAProgramAgainstChosenModules)
 
 TEST(VirtualModuleLauncher, PassesTheProgramsExitStatusOn)
 {
-    const std::string command = std::string(KORVANE_LAUNCHER) + " --webcam 0 -- " + KORVANE_PROBE + " > /dev/null";
-    const int status = std::system(command.c_str());
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 3); // the probe found no camera
+    int status = -1;
+    korvane::test::runProgram({KORVANE_LAUNCHER, "--webcam", "0", "--", KORVANE_PROBE}, {}, status);
+    EXPECT_EQ(status, 3); // the probe found no camera
 }
 
 TEST(VirtualModuleLauncher, RefusesABadModule)
 {
-    const std::string command = std::string(KORVANE_LAUNCHER) + " --module chip=1234 -- true 2> /dev/null";
-    const int status = std::system(command.c_str());
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 2);
+    int status = -1;
+    korvane::test::runProgram({KORVANE_LAUNCHER, "--module", "chip=1234", "--", "true"}, {}, status,
+                              std::chrono::seconds(30), korvane::test::StandardError::Collected);
+    EXPECT_EQ(status, 2);
 }
 
 // A module with its firmware area contents, piece length and an injected
@@ -316,11 +313,12 @@ TEST(VirtualModuleLauncher, TakesFirmwarePieceLengthAndFaultOptions)
     korvane::test::TempDir dir;
     const std::string firmware = dir.write("firmware.bin", std::string("\x89\x26 firmware"));
     const std::string queries = dir.file("queries.txt");
-    const std::string command = std::string(KORVANE_LAUNCHER) + " --module chip=2620,video=2,piece=65536,firmware=" +
-                                firmware + ",fail=03:1,stuck=100 --query-log " + queries + " -- " + KORVANE_PROBE +
-                                " > /dev/null";
-    const int status = std::system(command.c_str());
-    ASSERT_TRUE(WIFEXITED(status));
+    int status = -1;
+    korvane::test::runProgram({KORVANE_LAUNCHER, "--module",
+                               "chip=2620,video=2,piece=65536,firmware=" + firmware + ",fail=03:1,stuck=100",
+                               "--query-log", queries, "--", KORVANE_PROBE},
+                              {}, status);
+    ASSERT_NE(status, -1) << "the launcher did not end by itself";
     const std::string log = korvane::test::readFile(queries);
     EXPECT_NE(log.find("/dev/video2 unit 4 selector 0x03 GET_CUR size 1 data 0xd2 ok\n"), std::string::npos) << log;
     EXPECT_NE(log.find("selector 0x03 GET_CUR size 1 failed: Input/output error\n"), std::string::npos) << log;
@@ -328,19 +326,18 @@ TEST(VirtualModuleLauncher, TakesFirmwarePieceLengthAndFaultOptions)
 
 TEST(VirtualModuleLauncher, RefusesAMissingFirmwareFile)
 {
-    const std::string command =
-        std::string(KORVANE_LAUNCHER) + " --module chip=2620,firmware=/nonexistent/image.bin -- true 2> /dev/null";
-    const int status = std::system(command.c_str());
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 2);
+    int status = -1;
+    korvane::test::runProgram({KORVANE_LAUNCHER, "--module", "chip=2620,firmware=/nonexistent/image.bin", "--", "true"},
+                              {}, status, std::chrono::seconds(30), korvane::test::StandardError::Collected);
+    EXPECT_EQ(status, 2);
 }
 
 TEST(VirtualModuleLauncher, HelpNamesTheFirmwareAndFaultKeys)
 {
     korvane::test::TempDir dir;
-    const std::string output = dir.file("help.txt");
-    ASSERT_EQ(std::system((std::string(KORVANE_LAUNCHER) + " --help > " + output).c_str()), 0);
-    const std::string text = korvane::test::readFile(output);
+    int status = -1;
+    const std::string text = korvane::test::runProgram({KORVANE_LAUNCHER, "--help"}, {}, status);
+    ASSERT_EQ(status, 0) << text;
     for (const char* key : {"piece", "firmware=FILE", "fail=N", "fail=SS:N", "power-loss=N", "stuck=ADDR", "never"})
         EXPECT_NE(text.find(key), std::string::npos) << key;
 }

@@ -1,6 +1,7 @@
 // The example viewer: its arguments, and the program itself on a virtual
 // X display (Xvfb) with a synthetic video source and a virtual module.
 #include <array>
+#include <csignal>
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
@@ -12,7 +13,8 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include "ChildProcess.h"
+#include "support/ChildProcess.h"
+#include "support/TestWatchdog.h"
 #include "DeviceTestSupport.h"
 #include "ViewerArguments.h"
 #include "emulator/synthetic/SyntheticStereoModule.h"
@@ -37,8 +39,27 @@ public:
           m_server({"Xvfb", "-displayfd", "1", "-screen", "0", "1280x1024x24", "-fbdir", directory, "-nolisten", "tcp"},
                    kPlainEnvironment)
     {
-        if (m_server.waitFor("\n", 20s))
-            m_display = ":" + std::to_string(std::atoi(m_server.output().c_str()));
+        if (!m_server.waitFor("\n", 10s))
+            return;
+        const std::string name = ":" + std::to_string(std::atoi(m_server.output().c_str()));
+        // Ready once a client is served, not just once the number is out.
+        const WaitingFor waiting("X display " + name + " to serve a client");
+        for (auto deadline = std::chrono::steady_clock::now() + 5s; std::chrono::steady_clock::now() < deadline;) {
+            int status = -1;
+            runProgram({"xdotool", "getdisplaygeometry"}, withDisplay(name), status, 5s);
+            if (status == 0) {
+                m_display = name;
+                return;
+            }
+            std::this_thread::sleep_for(100ms);
+        }
+    }
+
+    // Asked to end, the server removes its lock and socket files.
+    ~VirtualDisplay()
+    {
+        m_server.signal(SIGTERM);
+        m_server.finish(5s);
     }
 
     bool ready() const { return !m_display.empty(); }
@@ -48,9 +69,7 @@ public:
     std::string xdotool(std::vector<std::string> args, int& status) const
     {
         args.insert(args.begin(), "xdotool");
-        std::map<std::string, std::string> environment = kPlainEnvironment;
-        environment["DISPLAY"] = m_display;
-        return runProgram(args, environment, status, 10s);
+        return runProgram(args, withDisplay(m_display), status, 5s);
     }
 
     // The screen as an 8-bit BGR image (empty when it cannot be read).
@@ -97,6 +116,13 @@ public:
     }
 
 private:
+    static std::map<std::string, std::string> withDisplay(const std::string& display)
+    {
+        std::map<std::string, std::string> environment = kPlainEnvironment;
+        environment["DISPLAY"] = display;
+        return environment;
+    }
+
     std::string m_directory;
     ChildProcess m_server;
     std::string m_display;
@@ -118,14 +144,50 @@ double bestMatchDifference(const cv::Mat& screen, const cv::Mat& frame)
     return (mean[0] + mean[1] + mean[2]) / 3.0;
 }
 
-std::map<std::string, std::string> viewerEnvironment(const std::string& display)
+// The viewer runs under the umockdev preload, whose file-call wrappers hold
+// a process-wide lock: a process forked while another thread holds it
+// blocks for ever in its first file call, with its signals blocked. The
+// window toolkit forks when its accessibility bridge asks for a D-Bus
+// session bus and none is named (libdbus then starts dbus-launch), so the
+// viewer gets a bus address that fails at once, a runtime directory of its
+// own, and the plain platform theme with no desktop to match.
+std::map<std::string, std::string> viewerEnvironment(const std::string& display, const std::string& directory)
 {
     const char* asan = std::getenv("ASAN_OPTIONS");
+    const std::string runtime = directory + "/runtime";
+    std::filesystem::create_directories(runtime);
+    std::filesystem::permissions(runtime, std::filesystem::perms::owner_all);
+    const std::string noBus = "unix:path=" + directory + "/no-such-bus";
     // The window toolkit keeps allocations until exit that the leak checker
     // would report; the camera code is leak-checked by the other tests.
     return {{"DISPLAY", display},
             {"QT_QPA_PLATFORM", "xcb"},
+            {"QT_QPA_PLATFORMTHEME", "generic"},
+            {"DBUS_SESSION_BUS_ADDRESS", noBus},
+            {"DBUS_SYSTEM_BUS_ADDRESS", noBus},
+            {"AT_SPI_BUS_ADDRESS", ""},
+            {"NO_AT_BRIDGE", "1"},
+            {"XDG_RUNTIME_DIR", runtime},
+            {"XDG_CURRENT_DESKTOP", ""},
+            {"XDG_SESSION_DESKTOP", ""},
+            {"DESKTOP_SESSION", ""},
+            {"KDE_FULL_SESSION", ""},
+            {"GNOME_DESKTOP_SESSION_ID", ""},
             {"ASAN_OPTIONS", std::string(asan ? asan : "") + ":detect_leaks=0"}};
+}
+
+// A dbus-launch first in PATH that leaves a mark when anything starts it.
+std::string pathWithMarkingDbusLaunch(const std::string& directory, const std::string& mark)
+{
+    const std::string bin = directory + "/bin";
+    std::filesystem::create_directories(bin);
+    {
+        std::ofstream script(bin + "/dbus-launch");
+        script << "#!/bin/sh\necho \"$@\" >> '" << mark << "'\nexit 1\n";
+    }
+    std::filesystem::permissions(bin + "/dbus-launch", std::filesystem::perms::owner_all);
+    const char* path = std::getenv("PATH");
+    return bin + ":" + (path ? path : "/usr/bin:/bin");
 }
 
 using Viewer = DeviceTest;
@@ -152,13 +214,18 @@ TEST_F(Viewer, ShowsBothViewsOfASyntheticSourceAndEndsOnEscape)
     VirtualDisplay display(work().file("screen"));
     ASSERT_TRUE(display.ready()) << "Xvfb did not start";
 
+    const std::string dbusLaunched = work().file("dbus-launch-started");
+    std::map<std::string, std::string> environment = viewerEnvironment(display.name(), work().file("viewer"));
+    environment["PATH"] = pathWithMarkingDbusLaunch(work().file("viewer"), dbusLaunched);
     ChildProcess viewer({KORVANE_VIEWER, "--video", work().file("frames/frame_%04d.png"), "0", "928", "400", "30"},
-                        viewerEnvironment(display.name()));
+                        environment, StandardError::Collected);
     ASSERT_TRUE(viewer.started());
-    ASSERT_TRUE(viewer.waitFor("Device Position Number:5\n", 60s)) << viewer.output();
+    ASSERT_TRUE(viewer.waitFor("Device Position Number:5\n", 20s))
+        << "the viewer did not print the module's position within 20 s\n" << viewer.output();
 
     std::string window;
-    for (auto deadline = std::chrono::steady_clock::now() + 30s; window.empty() && std::chrono::steady_clock::now() < deadline;) {
+    const WaitingFor waitingForWindow("a window titled " + kTitle);
+    for (auto deadline = std::chrono::steady_clock::now() + 20s; window.empty() && std::chrono::steady_clock::now() < deadline;) {
         int status = -1;
         const std::string found = display.xdotool({"search", "--name", "^" + kTitle + "$"}, status);
         if (status == 0 && !found.empty())
@@ -166,18 +233,21 @@ TEST_F(Viewer, ShowsBothViewsOfASyntheticSourceAndEndsOnEscape)
         else
             std::this_thread::sleep_for(200ms);
     }
-    ASSERT_FALSE(window.empty()) << "no window titled " << kTitle << "\n" << viewer.output();
+    ASSERT_FALSE(window.empty()) << "no window titled " << kTitle << " within 20 s\n" << viewer.output();
+    EXPECT_FALSE(std::filesystem::exists(dbusLaunched))
+        << "the viewer started dbus-launch: " << readFile(dbusLaunched);
 
     // The window shows the frame's left and right halves side by side, that
     // is the frame itself; the sequence alternates between two frames.
     double difference = 255.0;
-    for (auto deadline = std::chrono::steady_clock::now() + 20s; difference > 2.0 && std::chrono::steady_clock::now() < deadline;) {
+    const WaitingFor waitingForFrame("the screen to show a frame of the source");
+    for (auto deadline = std::chrono::steady_clock::now() + 15s; difference > 2.0 && std::chrono::steady_clock::now() < deadline;) {
         std::this_thread::sleep_for(300ms);
         const cv::Mat screen = display.screenshot();
         for (const cv::Mat& frame : frames)
             difference = std::min(difference, bestMatchDifference(screen, frame));
     }
-    EXPECT_LE(difference, 2.0) << "the screen does not show a frame of the source";
+    EXPECT_LE(difference, 2.0) << "the screen did not show a frame of the source within 15 s";
     cv::Mat otherHalves;
     cv::hconcat(frames[0](cv::Rect(464, 0, 464, 400)), frames[0](cv::Rect(0, 0, 464, 400)), otherHalves);
     EXPECT_GT(bestMatchDifference(display.screenshot(), otherHalves), 2.0) << "left and right are not swapped";
@@ -187,10 +257,10 @@ TEST_F(Viewer, ShowsBothViewsOfASyntheticSourceAndEndsOnEscape)
     bool stopped = false;
     for (int attempt = 0; attempt < 5 && !stopped; ++attempt) {
         display.xdotool({"key", "Escape"}, status);
-        stopped = viewer.waitFor("Stop get frame done.\n", 3s);
+        stopped = viewer.waitFor("Stop get frame done.\n", 2s);
     }
-    EXPECT_TRUE(stopped) << viewer.output();
-    EXPECT_EQ(viewer.finish(30s), 0) << viewer.output();
+    EXPECT_TRUE(stopped) << "the viewer did not stop on Escape\n" << viewer.output();
+    EXPECT_EQ(viewer.finish(15s), 0) << viewer.output();
     const std::string& out = viewer.output();
     const std::size_t joined = out.find("[StereoCamera][INFO] Stop get frame done.\n");
     const std::size_t released = out.find("[KorvaneCameraSDK][INFO] Korvane camera resource has released.\n");
@@ -202,21 +272,19 @@ TEST_F(Viewer, ShowsBothViewsOfASyntheticSourceAndEndsOnEscape)
 TEST_F(Viewer, WithoutAModuleEndsWithStatusOne)
 {
     int status = -1;
-    std::string out = runProgram({KORVANE_VIEWER}, {{"DISPLAY", ""}}, status, 60s);
+    std::string out = runProgram({KORVANE_VIEWER}, {{"DISPLAY", ""}}, status, 40s);
     EXPECT_EQ(status, 1) << out;
     EXPECT_NE(out.find("Cannot detect any korvane camera!\n"), std::string::npos) << out;
     EXPECT_EQ(out.find("Device Position Number:"), std::string::npos) << out;
 
-    out = runProgram({KORVANE_VIEWER, "--video", work().file("none/frame_%04d.png")}, {{"DISPLAY", ""}}, status, 60s);
+    out = runProgram({KORVANE_VIEWER, "--video", work().file("none/frame_%04d.png")}, {{"DISPLAY", ""}}, status, 40s);
     EXPECT_EQ(status, 1) << "a source that cannot be opened: " << out;
 }
 
 TEST_F(Viewer, BadOptionIsRefusedWithUsage)
 {
-    int status = -1;
-    ChildProcess child({KORVANE_VIEWER, "--bogus"}, {{"DISPLAY", ""}}, true);
-    status = child.finish(30s);
-    EXPECT_EQ(status, 2);
+    ChildProcess child({KORVANE_VIEWER, "--bogus"}, {{"DISPLAY", ""}}, StandardError::Collected);
+    EXPECT_EQ(child.finish(30s), 2);
     EXPECT_NE(child.output().find("unknown option --bogus"), std::string::npos) << child.output();
     EXPECT_NE(child.output().find("usage: korvane_viewer"), std::string::npos) << child.output();
 }

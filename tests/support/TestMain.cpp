@@ -1,11 +1,13 @@
 #include <gtest/gtest.h>
 
 #include "support/TestEnvironment.h"
+#include "support/TestWatchdog.h"
 
 int main(int argc, char** argv)
 {
     korvane::test::prepareEnvironment();
     ::testing::InitGoogleTest(&argc, argv);
+    korvane::test::installTestWatchdog();
     return RUN_ALL_TESTS();
 }
 

@@ -7,6 +7,7 @@
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
+#include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/videoio.hpp>
 
@@ -256,6 +257,27 @@ TEST(CaptureVideoSource, ImageSequencesPlayAtThirtyFramesPerSecond)
     EXPECT_EQ(sequence.pace(), 30.0); // the backend itself reports 1 for sequences
     LoopingVideoCapture file(writeTestVideo(dir, cv::Size(928, 400), 2, 12.0, "twelve.mkv"));
     EXPECT_EQ(file.pace(), 12.0);
+}
+
+TEST(CaptureVideoSource, ImageSequencesStartOverWithoutAskingForAMissingFile)
+{
+    TempDir dir;
+    const std::string video = writeTestVideo(dir, cv::Size(928, 400), 2, 30.0);
+    cv::VideoCapture reader(video);
+    cv::Mat frame;
+    for (int i = 0; reader.read(frame); ++i)
+        cv::imwrite(dir.file("seq_" + std::to_string(i) + ".png"), frame);
+    // The library's warnings shown, as a user who has not quietened it sees them.
+    const cv::utils::logging::LogLevel level = cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_WARNING);
+    std::vector<int> indices;
+    const std::string warnings = stderrOf([&] {
+        LoopingVideoCapture sequence(dir.file("seq_%d.png"), 1e6);
+        for (int i = 0; i < 7 && sequence.read(frame); ++i)
+            indices.push_back(frameIndexOf(frame(cv::Rect(0, 0, 464, 400))));
+    });
+    cv::utils::logging::setLogLevel(level);
+    EXPECT_EQ(indices, (std::vector<int>{0, 1, 0, 1, 0, 1, 0}));
+    EXPECT_EQ(warnings.find("can't open/read file"), std::string::npos) << warnings;
 }
 
 TEST(CaptureVideoSource, RefusedWhileCapturing)

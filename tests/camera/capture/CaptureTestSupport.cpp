@@ -1,14 +1,10 @@
 #include "CaptureTestSupport.h"
 
 #include <chrono>
-#include <csignal>
-#include <thread>
-
-#include <fcntl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <opencv2/videoio.hpp>
+
+#include "support/ChildProcess.h"
 
 namespace korvane::test {
 
@@ -49,43 +45,11 @@ int frameIndexOf(const cv::Mat& half)
 
 ChildOutcome runInChild(const std::function<void()>& body, int timeoutMs)
 {
+    ChildProcess child(body);
     ChildOutcome outcome;
-    int pipeEnds[2];
-    if (pipe(pipeEnds) != 0)
-        return outcome;
-    std::fflush(nullptr);
-    const pid_t child = fork();
-    if (child == 0) {
-        close(pipeEnds[0]);
-        dup2(pipeEnds[1], STDOUT_FILENO);
-        body();
-        std::fflush(nullptr);
-        _exit(0);
-    }
-    close(pipeEnds[1]);
-    fcntl(pipeEnds[0], F_SETFL, O_NONBLOCK);
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    int status = 0;
-    char buffer[4096];
-    for (;;) {
-        ssize_t n;
-        while ((n = read(pipeEnds[0], buffer, sizeof buffer)) > 0)
-            outcome.out.append(buffer, static_cast<size_t>(n));
-        if (waitpid(child, &status, WNOHANG) == child) {
-            while ((n = read(pipeEnds[0], buffer, sizeof buffer)) > 0)
-                outcome.out.append(buffer, static_cast<size_t>(n));
-            outcome.exited = WIFEXITED(status);
-            outcome.status = outcome.exited ? WEXITSTATUS(status) : -1;
-            break;
-        }
-        if (std::chrono::steady_clock::now() > deadline) {
-            kill(child, SIGKILL);
-            waitpid(child, &status, 0);
-            break;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    close(pipeEnds[0]);
+    outcome.status = child.finish(std::chrono::milliseconds(timeoutMs));
+    outcome.exited = child.exitedByItself();
+    outcome.out = child.output();
     return outcome;
 }
 

@@ -1,30 +1,19 @@
 #include <gtest/gtest.h>
 
-#include <spawn.h>
-#include <sys/wait.h>
-
 #include <opencv2/videoio.hpp>
 
 #include "CaptureTestSupport.h"
-
-extern char** environ;
+#include "support/ChildProcess.h"
 
 using namespace korvane::test;
 
 namespace {
 
-int runTool(std::vector<std::string> args)
+int runTool(const std::vector<std::string>& args)
 {
-    std::vector<char*> argv;
-    for (auto& a : args)
-        argv.push_back(a.data());
-    argv.push_back(nullptr);
-    pid_t pid = 0;
-    if (posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0)
-        return -1;
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    int status = -1;
+    runProgram(args, {}, status, std::chrono::seconds(30));
+    return status;
 }
 
 } // namespace

@@ -4,10 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <spawn.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
-#include <sys/wait.h>
 
 #include <opencv2/imgcodecs.hpp>
 
@@ -16,8 +14,7 @@
 #include "camera/SharedFrameLayout.h"
 #include "camera/SharedFrameReader.h"
 #include "support/CaptureStream.h"
-
-extern char** environ;
+#include "support/ChildProcess.h"
 
 using namespace korvane::test;
 using std::chrono::microseconds;
@@ -147,18 +144,11 @@ TEST(SharedMemoryProtocol, AnotherProcessReadsTheFramesWithTheTool)
     // A loop of 4 s: consecutive reads never meet the same frame again.
     startSharing(camera, dir, 6, cv::Size(928, 400), 30.0, 120);
     const std::string out = dir.file("frames");
-    std::vector<std::string> args = {KORVANE_SHM_TOOL, "--position", "6", "--count", "5",
-                                     "--timeout-ms", "5000", "--out", out};
-    std::vector<char*> argv;
-    for (auto& a : args)
-        argv.push_back(a.data());
-    argv.push_back(nullptr);
-    pid_t pid = 0;
-    ASSERT_EQ(posix_spawn(&pid, KORVANE_SHM_TOOL, nullptr, nullptr, argv.data(), environ), 0);
-    int status = 0;
-    waitpid(pid, &status, 0);
-    ASSERT_TRUE(WIFEXITED(status));
-    EXPECT_EQ(WEXITSTATUS(status), 0);
+    int status = -1;
+    const std::string text = runProgram({KORVANE_SHM_TOOL, "--position", "6", "--count", "5", "--timeout-ms", "5000",
+                                         "--out", out},
+                                        {}, status, std::chrono::seconds(30));
+    ASSERT_EQ(status, 0) << text;
     // The writer sets the word before it copies, so a reader may now and
     // then take the previous image again; over five reads the frames move on.
     std::set<int> indices;

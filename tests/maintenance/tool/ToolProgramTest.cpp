@@ -2,7 +2,7 @@
 // with the virtual modules of this test seen through the inherited environment.
 #include <gtest/gtest.h>
 
-#include "ChildProcess.h"
+#include "support/ChildProcess.h"
 #include "Firmware_Image_Generator.h"
 #include "ToolTestSupport.h"
 
