@@ -221,14 +221,10 @@ TEST(CaptureVideoSource, MissingFileIsRefused)
 TEST(CaptureVideoSource, ImageSequencesPlayInALoop)
 {
     TempDir dir;
-    const std::string video = writeTestVideo(dir, cv::Size(928, 400), 3, 30.0);
-    cv::VideoCapture reader(video);
-    cv::Mat frame;
-    for (int i = 0; reader.read(frame); ++i)
-        cv::imwrite(dir.file("seq_" + std::to_string(i) + ".png"), frame);
+    const std::string sequencePattern = writeTestSequence(dir, cv::Size(928, 400), 3);
     CaptureProbe camera(kAbsentDevice);
     ASSERT_TRUE(camera.setRawFrameSize(cv::Size(928, 400)));
-    ASSERT_TRUE(camera.openVideo(dir.file("seq_%d.png")));
+    ASSERT_TRUE(camera.openVideo(sequencePattern));
     ASSERT_TRUE(camera.startCapture(false, false));
     // Ten warm-up reads already went round the three images several times.
     std::vector<int> seen;
@@ -247,12 +243,8 @@ TEST(CaptureVideoSource, ImageSequencesPlayInALoop)
 TEST(CaptureVideoSource, ImageSequencesPlayAtThirtyFramesPerSecond)
 {
     TempDir dir;
-    const std::string video = writeTestVideo(dir, cv::Size(928, 400), 2, 30.0);
-    cv::VideoCapture reader(video);
-    cv::Mat frame;
-    for (int i = 0; reader.read(frame); ++i)
-        cv::imwrite(dir.file("seq_" + std::to_string(i) + ".png"), frame);
-    LoopingVideoCapture sequence(dir.file("seq_%d.png"));
+    const std::string sequencePattern = writeTestSequence(dir, cv::Size(928, 400), 2);
+    LoopingVideoCapture sequence(sequencePattern);
     ASSERT_TRUE(sequence.isOpened());
     EXPECT_EQ(sequence.pace(), 30.0); // the backend itself reports 1 for sequences
     LoopingVideoCapture file(writeTestVideo(dir, cv::Size(928, 400), 2, 12.0, "twelve.mkv"));
@@ -262,16 +254,13 @@ TEST(CaptureVideoSource, ImageSequencesPlayAtThirtyFramesPerSecond)
 TEST(CaptureVideoSource, ImageSequencesStartOverWithoutAskingForAMissingFile)
 {
     TempDir dir;
-    const std::string video = writeTestVideo(dir, cv::Size(928, 400), 2, 30.0);
-    cv::VideoCapture reader(video);
-    cv::Mat frame;
-    for (int i = 0; reader.read(frame); ++i)
-        cv::imwrite(dir.file("seq_" + std::to_string(i) + ".png"), frame);
+    const std::string sequencePattern = writeTestSequence(dir, cv::Size(928, 400), 2);
     // The library's warnings shown, as a user who has not quietened it sees them.
     const cv::utils::logging::LogLevel level = cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_WARNING);
     std::vector<int> indices;
+    cv::Mat frame;
     const std::string warnings = stderrOf([&] {
-        LoopingVideoCapture sequence(dir.file("seq_%d.png"), 1e6);
+        LoopingVideoCapture sequence(sequencePattern, 1e6);
         for (int i = 0; i < 7 && sequence.read(frame); ++i)
             indices.push_back(frameIndexOf(frame(cv::Rect(0, 0, 464, 400))));
     });

@@ -2,6 +2,7 @@
 
 #include <chrono>
 
+#include <opencv2/imgcodecs.hpp>
 #include <opencv2/videoio.hpp>
 
 #include "support/ChildProcess.h"
@@ -36,6 +37,15 @@ std::string writeTestVideo(const TempDir& dir, cv::Size raw, int frames, double 
         writer.write(frame);
     }
     return path;
+}
+
+std::string writeTestSequence(const TempDir& dir, cv::Size raw, int frames)
+{
+    cv::VideoCapture reader(writeTestVideo(dir, raw, frames, 30.0));
+    cv::Mat frame;
+    for (int i = 0; reader.read(frame); ++i)
+        cv::imwrite(dir.file("seq_" + std::to_string(i) + ".png"), frame);
+    return dir.file("seq_%d.png");
 }
 
 int frameIndexOf(const cv::Mat& half)

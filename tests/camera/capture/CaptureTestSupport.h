@@ -17,6 +17,10 @@ namespace korvane::test {
 std::string writeTestVideo(const TempDir& dir, cv::Size raw, int frames, double fps,
                            const std::string& name = "sbs.mkv");
 
+// The frames of writeTestVideo as a PNG sequence seq_0.png, seq_1.png, ...;
+// returns the pattern to open it with.
+std::string writeTestSequence(const TempDir& dir, cv::Size raw, int frames);
+
 // The index written by writeTestVideo, read from the centre of one half.
 int frameIndexOf(const cv::Mat& half);
 
