@@ -66,14 +66,24 @@ NodeStatus readMatrixNode(const cv::FileNode& node, cv::Mat& out, std::string& w
     return NodeStatus::Present;
 }
 
-bool elementToInt(const cv::Mat& m, int index, int& value)
+bool elementToDouble(const cv::Mat& m, int index, double& value)
 {
     if (m.empty() || m.type() != CV_64F || index < 0 || static_cast<size_t>(index) >= m.total())
         return false;
     const double v = m.at<double>(index / m.cols, index % m.cols);
+    if (!std::isfinite(v))
+        return false;
+    value = v;
+    return true;
+}
+
+bool elementToInt(const cv::Mat& m, int index, int& value)
+{
+    double v = 0.0;
+    if (!elementToDouble(m, index, v))
+        return false;
     const double truncated = std::trunc(v);
-    if (!std::isfinite(v) || truncated < std::numeric_limits<int>::min() ||
-        truncated > std::numeric_limits<int>::max())
+    if (truncated < std::numeric_limits<int>::min() || truncated > std::numeric_limits<int>::max())
         return false;
     value = static_cast<int>(truncated);
     return true;

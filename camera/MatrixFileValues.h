@@ -23,6 +23,10 @@ NodeStatus readMatrixNode(const cv::FileNode& node, cv::Mat& out, std::string& w
 // zero; false when absent or not finite or out of the int range.
 bool elementToInt(const cv::Mat& m, int index, int& value);
 
+// Element i (row-major) of a 64-bit float matrix; false when absent or not
+// finite.
+bool elementToDouble(const cv::Mat& m, int index, double& value);
+
 // A 1 x 1 matrix of doubles, and a 1 x 2 [width, height] matrix of doubles.
 cv::Mat scalarMatrix(double value);
 cv::Mat sizeMatrix(cv::Size size);

@@ -28,12 +28,20 @@ constexpr size_t kHeaderBytes = 4;
 
 inline int keyFor(int posNumber) { return kKeyBase + posNumber; }
 
+// Segment size for a left image size, in 64 bits so that no size wraps
+// round; 0 for a size with a side below 1.
+inline std::uint64_t segmentBytesForImage(cv::Size image)
+{
+    if (image.width < 1 || image.height < 1)
+        return 0;
+    return static_cast<std::uint64_t>(image.width) * static_cast<std::uint64_t>(image.height) * 3 + kHeaderBytes;
+}
+
 // Segment size for a raw side-by-side frame size (the width halved with
 // integer division).
 inline size_t segmentBytes(cv::Size rawFrame)
 {
-    return static_cast<size_t>(rawFrame.width / 2) * static_cast<size_t>(rawFrame.height) * 3 +
-           kHeaderBytes;
+    return static_cast<size_t>(segmentBytesForImage(cv::Size(rawFrame.width / 2, rawFrame.height)));
 }
 
 // The status word is shared with another process: atomic accesses keep both

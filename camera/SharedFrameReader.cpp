@@ -46,9 +46,9 @@ bool SharedFrameReader::attach(int posNumber, cv::Size imageSize)
         m_error = "segment of " + std::to_string(bytes) + " bytes fits no module image size; give the size";
         return false;
     }
-    const size_t needed = static_cast<size_t>(imageSize.area()) * 3 + korvane::shm::kHeaderBytes;
-    if (needed > bytes) {
-        m_error = "segment of " + std::to_string(bytes) + " bytes is too small for the image size";
+    if (korvane::shm::segmentBytesForImage(imageSize) != bytes) {
+        m_error = "segment of " + std::to_string(bytes) + " bytes does not hold a " + std::to_string(imageSize.width) +
+                  "x" + std::to_string(imageSize.height) + " image";
         return false;
     }
     void* segment = shmat(id, nullptr, 0);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <chrono>
 #include <condition_variable>
+#include <optional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -16,6 +17,10 @@
 
 #include "FisheyeRectify.h"
 #include "SystemLog.h"
+
+namespace cv {
+class StereoMatcher;
+}
 
 // One coloured point of a point cloud: position in metres in the left eye's
 // camera frame, then the colour of its source pixel (B, G, R).
@@ -232,7 +237,30 @@ protected:
                                    std::chrono::microseconds period, std::chrono::microseconds now);
 
 private:
+    // The shared-memory segment of a running capture worker.
+    struct SharedSegment
+    {
+        int id = -1;
+        void* address = nullptr;
+        cv::Size imageSize;              // the left image it holds
+        bool sizeMismatchLogged = false;
+    };
+    // Empty reads in a row, and whether the worker said that frames stopped.
+    struct EmptyReadWatch
+    {
+        static constexpr int kBeforeBackOff = 100;
+        static constexpr int kBackOffMicroseconds = 5000;
+        int emptyInARow = 0;
+        bool reported = false;
+    };
+
     void captureWorker(float scale);
+    void captureFrames(SharedSegment& segment);
+    SharedSegment createSharedSegment(float scale);
+    void fitSharedSegment(SharedSegment& segment);
+    void shareLeftImage(SharedSegment& segment, const cv::Mat& left);
+    void noteEmptyRead(EmptyReadWatch& watch);
+    void noteFrameRead(EmptyReadWatch& watch);
     void openStreamWriter();
     void loadReceiverNetwork(const cv::FileNode& node);
     // Runs `pairs` matching lanes (this thread and pairs - 1 more) until the
@@ -242,6 +270,12 @@ private:
     // `takeWaiting` a lane first looks for a raw pair no lane has taken yet
     // (see takesNewestRawPair) before it waits for the next.
     void computeLane(int algorithm, bool takeWaiting);
+    // One lane's round: fetch, match, publish in turn. ticket holds the turn
+    // taken until it is published.
+    void matchOneRound(cv::StereoMatcher* matcher, int algorithm, bool takeWaiting,
+                       std::optional<std::uint64_t>& ticket);
+    // Passes a taken turn on without publishing.
+    void passTurn(std::uint64_t ticket);
     // The newest raw pair, rectified, when takesNewestRawPair allows it.
     bool takeNewestRawPair(cv::Mat& left, cv::Mat& right, cv::Mat& centre, std::chrono::microseconds& stamp);
     // Remaps a raw pair as getRectStereoFrame does after its fetch.
@@ -271,6 +305,9 @@ private:
     std::chrono::microseconds m_rawFramePeriod{0};   // between the two newest raw pairs, guarded by m_frameMutex
     std::uint64_t m_publishTicket = 0;      // ticket whose turn it is to publish, guarded by m_computeMutex
     std::condition_variable m_turnCondition; // m_publishTicket moved on
+    std::atomic<bool> m_computeFailed{false}; // a lane stopped the worker on an exception (said once)
+    // The camera whose disparity lane runs on this thread, if any.
+    static thread_local const StereoCamera* t_laneOf;
 };
 
 // Colour of a depth value between min and max for the false-colour depth

@@ -30,10 +30,13 @@ bool hasShape(const cv::Mat& m, const CalibShape& shape)
            static_cast<int>(m.total()) >= shape.minTotal;
 }
 
+const char* const kNotLoaded = "Read A NULL File, Camera CalibParams not loaded!";
+
 // Reads one key into `out` as 64-bit floats. An absent key empties `out`; a
-// value of the wrong form is reported and empties it as well.
+// value of the wrong form empties it as well and is reported: the loader's
+// failure line first (once per file, `reported` tells), then the reason.
 void readCalibKey(cv::FileStorage& fs, const char* key, const CalibShape& shape,
-                  const std::string& fileName, cv::Mat& out)
+                  const std::string& fileName, cv::Mat& out, bool& reported)
 {
     std::string why;
     const NodeStatus status = korvane::readMatrixNode(fs[key], out, why);
@@ -41,6 +44,9 @@ void readCalibKey(cv::FileStorage& fs, const char* key, const CalibShape& shape,
         why = "matrix of " + std::to_string(out.rows) + " x " + std::to_string(out.cols) +
               " has the wrong shape";
     if (!why.empty()) {
+        if (!reported)
+            std::cerr << kNotLoaded << std::endl;
+        reported = true;
         std::cerr << "Bad calibration file " << fileName << ", key " << key << ": " << why
                   << std::endl;
         out.release();
@@ -52,7 +58,7 @@ void readCalibKey(cv::FileStorage& fs, const char* key, const CalibShape& shape,
 bool StereoCamera::loadCalibParams(std::string fileName)
 {
     if (korvane::inspectStorageFile(fileName) == korvane::StorageText::Refused) {
-        std::cerr << "Read A NULL File, Camera CalibParams not loaded!" << std::endl;
+        std::cerr << kNotLoaded << std::endl;
         return false;
     }
     try {
@@ -64,19 +70,20 @@ bool StereoCamera::loadCalibParams(std::string fileName)
         }
         cv::Mat serialNumber;
         cv::Mat positionNumber;
-        readCalibKey(*fs, "SerialNumber", kScalar, fileName, serialNumber);
-        readCalibKey(*fs, "PositonNumber", kScalar, fileName, positionNumber);
-        readCalibKey(*fs, "LeftXi", kScalar, fileName, LeftXi);
-        readCalibKey(*fs, "LeftIntrinsicMatrix", kMatrix3x3, fileName, LeftIntrinsicMatrix);
-        readCalibKey(*fs, "LeftDistortionCoefficients", kDistortionRow, fileName,
-                     LeftDistortionCoefficients);
-        readCalibKey(*fs, "LeftRotation", kMatrix3x3, fileName, LeftRotation);
-        readCalibKey(*fs, "RightXi", kScalar, fileName, RightXi);
-        readCalibKey(*fs, "RightIntrinsicMatrix", kMatrix3x3, fileName, RightIntrinsicMatrix);
-        readCalibKey(*fs, "RightDistortionCoefficients", kDistortionRow, fileName,
-                     RightDistortionCoefficients);
-        readCalibKey(*fs, "Translation", kVector3, fileName, Translation);
-        readCalibKey(*fs, "RightRotation", kMatrix3x3, fileName, RightRotation);
+        bool reported = false;
+        readCalibKey(*fs, "SerialNumber", kScalar, fileName, serialNumber, reported);
+        readCalibKey(*fs, "PositonNumber", kScalar, fileName, positionNumber, reported);
+        readCalibKey(*fs, "LeftXi", kScalar, fileName, LeftXi, reported);
+        readCalibKey(*fs, "LeftIntrinsicMatrix", kMatrix3x3, fileName, LeftIntrinsicMatrix, reported);
+        readCalibKey(*fs, "LeftDistortionCoefficients", kDistortionRow, fileName, LeftDistortionCoefficients,
+                     reported);
+        readCalibKey(*fs, "LeftRotation", kMatrix3x3, fileName, LeftRotation, reported);
+        readCalibKey(*fs, "RightXi", kScalar, fileName, RightXi, reported);
+        readCalibKey(*fs, "RightIntrinsicMatrix", kMatrix3x3, fileName, RightIntrinsicMatrix, reported);
+        readCalibKey(*fs, "RightDistortionCoefficients", kDistortionRow, fileName, RightDistortionCoefficients,
+                     reported);
+        readCalibKey(*fs, "Translation", kVector3, fileName, Translation, reported);
+        readCalibKey(*fs, "RightRotation", kMatrix3x3, fileName, RightRotation, reported);
 
         int serial = 0;
         int position = 0;
@@ -93,7 +100,7 @@ bool StereoCamera::loadCalibParams(std::string fileName)
         m_posNumber = position;
         return true;
     } catch (const std::exception&) {
-        std::cerr << "Read A NULL File, Camera CalibParams not loaded!" << std::endl;
+        std::cerr << kNotLoaded << std::endl;
         return false;
     }
 }

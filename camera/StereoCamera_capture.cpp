@@ -50,6 +50,13 @@ bool toBgr(cv::Mat& frame)
 
 bool StereoCamera::startCapture(bool transmit, bool shareMemory)
 {
+    if (!m_capture) {
+        if (m_log)
+            m_log->runTimeError("Cannot start capture: no video source is open\n");
+        else
+            std::fprintf(stderr, "Cannot start capture: no video source is open\n");
+        return false;
+    }
     if (transmit)
         m_transmit = true;
     if (shareMemory)
@@ -70,28 +77,96 @@ void StereoCamera::captureWorker(float scale)
 {
     // Named so that a profile tells its time from the matchers'.
     pthread_setname_np(pthread_self(), "korvane-capture");
-    void* segment = nullptr;
-    int segmentId = -1;
-    const bool shared = m_shareMemory;
-    if (shared) {
-        if (scale == 1.0f || scale == 0.5f) {
-            segmentId = shmget(korvane::shm::keyFor(getPosNumber()),
-                               korvane::shm::segmentBytes(getRawFrameSize()), IPC_CREAT | 01666);
-            if (segmentId < 0) {
-                if (m_log)
-                    m_log->runTimeError("share memory alloc create failed!\n");
-                endProcess();
-            }
-        }
-        segment = shmat(segmentId, nullptr, 0);
-        if (segment == reinterpret_cast<void*>(-1)) {
-            if (m_log)
-                m_log->runTimeError("share memory shmat failed!\n");
-            endProcess();
-        }
-        korvane::shm::storeStatus(segment, korvane::shm::kEmpty);
+    SharedSegment segment;
+    if (m_shareMemory)
+        segment = createSharedSegment(scale);
+    try {
+        captureFrames(segment);
+    } catch (const std::exception& error) {
+        // A library exception must not end the process from this thread.
+        if (m_log)
+            m_log->runTimeError("Capture worker stopped: %s\n", error.what());
     }
 
+    if (m_log)
+        m_log->runTimeInfo("Exit capture frame worker ...\n");
+    if (segment.address) {
+        if (shmdt(segment.address) != 0 && m_log)
+            m_log->runTimeError("share memory shmdt failed!\n");
+        if (shmctl(segment.id, IPC_RMID, nullptr) != 0 && m_log)
+            m_log->runTimeError("Delete share memory error!");
+    }
+    std::lock_guard<std::mutex> lock(m_frameMutex);
+    m_captureRunning = false;
+    m_frameCondition.notify_all();
+}
+
+// Only raw widths of 1856 and 928 (scale 1 or 0.5) get a segment; without
+// one, or when it cannot be made, the process ends, as other processes
+// depend on it.
+StereoCamera::SharedSegment StereoCamera::createSharedSegment(float scale)
+{
+    SharedSegment segment;
+    if (scale == 1.0f || scale == 0.5f) {
+        segment.imageSize = cv::Size(getRawFrameSize().width / 2, getRawFrameSize().height);
+        segment.id = shmget(korvane::shm::keyFor(getPosNumber()),
+                            korvane::shm::segmentBytesForImage(segment.imageSize), IPC_CREAT | 01666);
+        if (segment.id < 0) {
+            if (m_log)
+                m_log->runTimeError("share memory alloc create failed!\n");
+            endProcess();
+        }
+    }
+    void* address = shmat(segment.id, nullptr, 0);
+    if (address == reinterpret_cast<void*>(-1)) {
+        if (m_log)
+            m_log->runTimeError("share memory shmat failed!\n");
+        endProcess();
+    }
+    segment.address = address;
+    korvane::shm::storeStatus(address, korvane::shm::kEmpty);
+    return segment;
+}
+
+// The segment was sized from the frame size set before capture; the first
+// reads tell the real one. When that is a module's size (raw width 1856 or
+// 928) and differs, the segment is made again at the real size, so that
+// readers find the image they expect; otherwise the segment stays and
+// images that do not fit it are not shared.
+void StereoCamera::fitSharedSegment(SharedSegment& segment)
+{
+    const cv::Size raw = getRawFrameSize();
+    const float scale = static_cast<float>(raw.width / 1856.0);
+    if (!segment.address || segment.imageSize == cv::Size(raw.width / 2, raw.height) ||
+        (scale != 1.0f && scale != 0.5f))
+        return;
+    if (m_log)
+        m_log->runTimeWarning("Frames are %dx%d, not the %dx%d set: shared memory made again at that size\n",
+                              raw.width, raw.height, segment.imageSize.width * 2, segment.imageSize.height);
+    shmdt(segment.address);
+    shmctl(segment.id, IPC_RMID, nullptr);
+    segment = createSharedSegment(scale);
+}
+
+// Hands the masked left image to the shared-memory reader when it took the
+// last one; an image of another size than the segment's is never copied.
+void StereoCamera::shareLeftImage(SharedSegment& segment, const cv::Mat& left)
+{
+    if (!segment.address || korvane::shm::loadStatus(segment.address) != korvane::shm::kEmpty)
+        return;
+    if (left.size() != segment.imageSize || left.type() != CV_8UC3 || !left.isContinuous()) {
+        if (!segment.sizeMismatchLogged && m_log)
+            m_log->runTimeError("A %dx%d left image does not fit the %dx%d shared memory image: not shared\n",
+                                left.cols, left.rows, segment.imageSize.width, segment.imageSize.height);
+        segment.sizeMismatchLogged = true;
+        return;
+    }
+    korvane::shm::storeStatus(segment.address, korvane::shm::kNewImage);
+    std::memcpy(korvane::shm::imageBytes(segment.address), left.data, left.total() * left.elemSize());
+}
+
+void StereoCamera::captureFrames(SharedSegment& segment)
+{
     cv::Mat frame;
     for (int i = 0; i < 10; ++i) {
         m_capture->read(frame);
@@ -100,6 +175,7 @@ void StereoCamera::captureWorker(float scale)
             FrameSize = frame.size();
         }
     }
+    fitSharedSegment(segment);
     if (m_log)
         m_log->runTimeInfo("Start capture ...\n");
     usleep(50000);
@@ -107,34 +183,44 @@ void StereoCamera::captureWorker(float scale)
     if (m_transmit && m_transmode != -1)
         openStreamWriter();
 
+    EmptyReadWatch emptyReads;
     while (m_opened) {
         const int64 t0 = cv::getTickCount();
         m_capture->read(frame);
-        if (frame.empty() || !toBgr(frame))
+        if (frame.empty() || !toBgr(frame)) {
+            noteEmptyRead(emptyReads);
             continue;
-        const int half = frame.cols / 2;
+        }
+        noteFrameRead(emptyReads);
         cv::Mat left, right;
         splitRawFisheyeFrame(m_fisheyeRadius, frame, left, right);
-        if (shared && korvane::shm::loadStatus(segment) == korvane::shm::kEmpty) {
-            korvane::shm::storeStatus(segment, korvane::shm::kNewImage);
-            std::memcpy(korvane::shm::imageBytes(segment), left.data,
-                        static_cast<size_t>(left.rows) * half * 3);
-        }
+        shareLeftImage(segment, left);
         m_frameRate = static_cast<float>(cv::getTickFrequency() / (cv::getTickCount() - t0));
         publishRawPair(std::move(left), std::move(right));
     }
+}
 
-    if (m_log)
-        m_log->runTimeInfo("Exit capture frame worker ...\n");
-    if (shared) {
-        if (shmdt(segment) != 0 && m_log)
-            m_log->runTimeError("share memory shmdt failed!\n");
-        if (shmctl(segmentId, IPC_RMID, nullptr) != 0 && m_log)
-            m_log->runTimeError("Delete share memory error!");
+// A source that gives only empty frames (ended, unplugged) would keep the
+// worker spinning on a core: after a run of empty reads it backs off a few
+// milliseconds a read, and says once that frames stopped and once that they
+// came back.
+void StereoCamera::noteEmptyRead(EmptyReadWatch& watch)
+{
+    if (++watch.emptyInARow < EmptyReadWatch::kBeforeBackOff)
+        return;
+    if (!watch.reported) {
+        watch.reported = true;
+        if (m_log)
+            m_log->runTimeError("The video source delivers no frames\n");
     }
-    std::lock_guard<std::mutex> lock(m_frameMutex);
-    m_captureRunning = false;
-    m_frameCondition.notify_all();
+    usleep(EmptyReadWatch::kBackOffMicroseconds);
+}
+
+void StereoCamera::noteFrameRead(EmptyReadWatch& watch)
+{
+    if (watch.reported && m_log)
+        m_log->runTimeInfo("The video source delivers frames again\n");
+    watch = EmptyReadWatch();
 }
 
 void StereoCamera::publishRawPair(cv::Mat&& left, cv::Mat&& right)
@@ -201,7 +287,11 @@ bool StereoCamera::stopCapture()
 bool StereoCamera::waitForRawPair(std::unique_lock<std::mutex>& lock)
 {
     const std::uint64_t seen = m_rawFrameCount;
-    m_frameCondition.wait(lock, [&] { return m_rawFrameCount != seen || !m_captureRunning; });
+    // A disparity lane also wakes when its worker is told to stop.
+    const bool lane = t_laneOf == this;
+    m_frameCondition.wait(lock, [&] {
+        return m_rawFrameCount != seen || !m_captureRunning || (lane && !m_computeRunning);
+    });
     return m_rawFrameCount != seen;
 }
 

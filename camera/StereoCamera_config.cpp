@@ -62,11 +62,8 @@ bool readConfigValues(cv::FileStorage& fs, ConfigValues& values, std::string& wh
             ok = readSize(m, values.frameSize);
         if (ok && key == kRectifyFrameSize)
             ok = readSize(m, values.rectifyFrameSize);
-        if (ok && (key == kHFov || key == kTransrate)) {
-            const double v = m.at<double>(0, 0);
-            ok = std::isfinite(v);
-            (key == kHFov ? values.hFov : values.transrate) = v;
-        }
+        if (ok && (key == kHFov || key == kTransrate))
+            ok = korvane::elementToDouble(m, 0, key == kHFov ? values.hFov : values.transrate);
         if (!ok) {
             why = std::string("key ") + kKeyNames[key] + ": " +
                   (reason.empty() ? "value is not a finite number in range" : reason);
@@ -95,6 +92,7 @@ bool StereoCamera::loadConfig(std::string fileName)
         ConfigValues v;
         std::string why;
         if (!readConfigValues(*fs, v, why)) {
+            std::cerr << "Read A NULL File," << fileName << " not loaded!" << std::endl;
             std::cerr << "Bad configuration file " << fileName << ", " << why << std::endl;
             return false;
         }

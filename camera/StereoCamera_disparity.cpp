@@ -5,6 +5,7 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <optional>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -54,6 +55,8 @@ cv::Mat ownCopy(cv::Mat& image)
 
 } // namespace
 
+thread_local const StereoCamera* StereoCamera::t_laneOf = nullptr;
+
 int StereoCamera::defaultPairsInFlight()
 {
     const unsigned cores = std::thread::hardware_concurrency();
@@ -79,6 +82,7 @@ bool StereoCamera::startStereoCompute()
     if (m_log)
         m_log->runTimeInfo("Start stereo computing ...\n");
     m_computeRunning = true;
+    m_computeFailed = false;
     {
         std::lock_guard<std::mutex> lock(m_computeMutex);
         m_computeActive = true;
@@ -92,6 +96,12 @@ bool StereoCamera::stopStereoCompute()
     m_computeRunning = false;
     if (!m_computeThread)
         return true;
+    // A lane waiting for a raw pair that will not come (the source stopped
+    // delivering) wakes up and sees the flag.
+    {
+        std::lock_guard<std::mutex> lock(m_frameMutex);
+        m_frameCondition.notify_all();
+    }
     m_computeThread->join();
     m_computeThread.reset();
     if (m_log)
@@ -151,25 +161,56 @@ bool StereoCamera::takeNewestRawPair(cv::Mat& left, cv::Mat& right, cv::Mat& cen
 void StereoCamera::computeLane(int algorithm, bool takeWaiting)
 {
     pthread_setname_np(pthread_self(), "korvane-match");
+    t_laneOf = this;
     cv::Ptr<cv::StereoMatcher> matcher = createMatcher(algorithm);
     while (m_computeRunning) {
-        cv::Mat left, right, centre;
-        std::chrono::microseconds stamp{0};
-        std::uint64_t ticket = 0;
-        {
-            std::lock_guard<std::mutex> fetch(m_fetchMutex);
-            if (!m_computeRunning)
-                break;
-            if (!(takeWaiting && takeNewestRawPair(left, right, centre, stamp)) &&
-                !getRectStereoFrame(left, right, centre, stamp))
-                continue;
-            // Stopped while waiting for the pair: not matched, so that a stop
-            // takes at most the matching round under way.
-            if (!m_computeRunning)
-                break;
-            m_lastFetchedStamp = stamp;
-            ticket = m_fetchTicket++;
+        std::optional<std::uint64_t> ticket;
+        try {
+            matchOneRound(matcher.get(), algorithm, takeWaiting, ticket);
+        } catch (const std::exception& error) {
+            // A library exception must not end the process from this thread:
+            // the worker says so once and stops, its turn passed on.
+            if (!m_computeFailed.exchange(true) && m_log)
+                m_log->runTimeError("Disparity worker stopped: %s\n", error.what());
+            m_computeRunning = false;
+            if (ticket)
+                passTurn(*ticket);
+            std::lock_guard<std::mutex> lock(m_frameMutex);
+            m_frameCondition.notify_all();
         }
+    }
+    matcher.release();
+    t_laneOf = nullptr;
+}
+
+void StereoCamera::passTurn(std::uint64_t ticket)
+{
+    std::unique_lock<std::mutex> lock(m_computeMutex);
+    m_turnCondition.wait(lock, [&] { return m_publishTicket == ticket; });
+    ++m_publishTicket;
+    m_turnCondition.notify_all();
+}
+
+void StereoCamera::matchOneRound(cv::StereoMatcher* matcher, int algorithm, bool takeWaiting,
+                                 std::optional<std::uint64_t>& ticket)
+{
+    cv::Mat left, right, centre;
+    std::chrono::microseconds stamp{0};
+    {
+        std::lock_guard<std::mutex> fetch(m_fetchMutex);
+        if (!m_computeRunning)
+            return;
+        if (!(takeWaiting && takeNewestRawPair(left, right, centre, stamp)) &&
+            !getRectStereoFrame(left, right, centre, stamp))
+            return;
+        // Stopped while waiting for the pair: not matched, so that a stop
+        // takes at most the matching round under way.
+        if (!m_computeRunning)
+            return;
+        m_lastFetchedStamp = stamp;
+        ticket = m_fetchTicket++;
+    }
+    {
         cv::Mat raw;
         if (matcher && algorithm == 1) {
             cv::Mat greyLeft, greyRight;
@@ -183,7 +224,7 @@ void StereoCamera::computeLane(int algorithm, bool takeWaiting)
         raw.convertTo(disparity, CV_32F, 0.0625, 0); // 16-bit fixed point, four fractional bits
 
         std::unique_lock<std::mutex> lock(m_computeMutex);
-        m_turnCondition.wait(lock, [&] { return m_publishTicket == ticket; });
+        m_turnCondition.wait(lock, [&] { return m_publishTicket == *ticket; });
         m_disparityFrame.left = ownCopy(centre);
         m_disparityFrame.right = ownCopy(disparity);
         m_disparityFrame.timeStamp = stamp;
@@ -194,7 +235,7 @@ void StereoCamera::computeLane(int algorithm, bool takeWaiting)
         ++m_publishTicket;
         m_turnCondition.notify_all();
     }
-    matcher.release();
+    ticket.reset();
 }
 
 bool StereoCamera::waitForDisparity(std::unique_lock<std::mutex>& lock)

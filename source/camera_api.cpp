@@ -1,6 +1,7 @@
 #include "Extension_Unit_Class/camera_api.h"
 
 #include "Extension_Unit_Class/CameraDevice.h"
+#include "Extension_Unit_Class/Extension_Unit_Chip_Protocol.h"
 #include "Extension_Unit_Class/Extension_Unit_Functions.h"
 
 #include <cstring>
@@ -197,6 +198,14 @@ int Camera_Flash_R_Api(_Device_Point_* device, int piece, std::uint8_t* buffer)
 int Camera_Flash_W_Api(_Device_Point_* device, int piece, std::uint8_t* buffer)
 {
     return Write_Flash_Piece(Protocol_Of(device), static_cast<std::uint16_t>(piece), buffer);
+}
+
+int Camera_Flash_W_Over_Firmware_Header_Api(_Device_Point_* device, int piece, std::uint8_t* buffer)
+{
+    Extension_Unit_Base_Protocol* protocol = Protocol_Of(device);
+    if (auto* chip = dynamic_cast<Extension_Unit_Chip_Protocol*>(protocol))
+        return chip->Write_Flash_Piece_Over_Firmware_Header(static_cast<std::uint16_t>(piece), buffer);
+    return Write_Flash_Piece(protocol, static_cast<std::uint16_t>(piece), buffer);
 }
 
 int Camera_Get_ExID_Api(_Device_Point_* device, std::uint8_t* buffer) { return Read_Exid(Protocol_Of(device), buffer); }

@@ -35,7 +35,11 @@ public:
     int Read_Exid(std::uint8_t* buffer) override;
     int Write_Exid(std::uint8_t* buffer) override;
     int Read_Flash_Piece(std::uint16_t piece, std::uint8_t* buffer) override;
+    // A user piece whose flash piece holds the firmware image header is
+    // refused (-7): erasing it would leave the module on its boot code.
     int Write_Flash_Piece(std::uint16_t piece, std::uint8_t* buffer) override;
+    // The same write, allowed to land on the firmware header's piece.
+    int Write_Flash_Piece_Over_Firmware_Header(std::uint16_t piece, std::uint8_t* buffer);
     int Output_GPIO_Init_Api(std::uint32_t pin) override;
     int Input_GPIO_Init_Api(std::uint32_t pin) override;
     int Set_Output_GPIO_Api(std::uint32_t pin, std::uint8_t level) override;

@@ -113,9 +113,15 @@ int Camera_Output_GPIO_Init_Api(_Device_Point_* device, unsigned pin);
 int Camera_Input_GPIO_Init_Api(_Device_Point_* device, unsigned pin);
 int Camera_Set_Output_GPIO_Api(_Device_Point_* device, unsigned pin, unsigned level);
 int Camera_Get_Input_GPIO_Api(_Device_Point_* device, unsigned pin, std::uint8_t* level);
-// 4096-byte user pieces 0 to 2 of the flash.
+// 4096-byte user pieces 0 to 2 of the flash. On chips whose user piece 2
+// is flash piece 0 (SPCA2620, 2085, 2092, 2281), that piece also holds the
+// firmware image header: Camera_Flash_W_Api refuses to write it (-7, the
+// flash untouched), since erasing it leaves the module on its boot code.
+// Camera_Flash_W_Over_Firmware_Header_Api writes it all the same, for a
+// caller that restores that piece on purpose.
 int Camera_Flash_R_Api(_Device_Point_* device, int piece, std::uint8_t* buffer);
 int Camera_Flash_W_Api(_Device_Point_* device, int piece, std::uint8_t* buffer);
+int Camera_Flash_W_Over_Firmware_Header_Api(_Device_Point_* device, int piece, std::uint8_t* buffer);
 // The 16-byte identification block.
 int Camera_Get_ExID_Api(_Device_Point_* device, std::uint8_t* buffer);
 int Camera_Set_ExID_Api(_Device_Point_* device, std::uint8_t* buffer);

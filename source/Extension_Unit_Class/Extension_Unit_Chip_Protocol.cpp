@@ -389,6 +389,17 @@ int Extension_Unit_Chip_Protocol::Write_Flash_Piece(std::uint16_t piece, std::ui
     Trace_Flash_Path();
     if (piece >= kUserPieces)
         return kPieceOutOfRange;
+    const std::uint16_t flashPiece = m_table.Allow_Read_Flash_Piece_index[piece];
+    if (flashPiece == (m_table.firmware.headerAddress >> 12))
+        return kPieceOutOfRange;
+    return Write_ISP_Mem_Piece(flashPiece, buffer);
+}
+
+int Extension_Unit_Chip_Protocol::Write_Flash_Piece_Over_Firmware_Header(std::uint16_t piece, std::uint8_t* buffer)
+{
+    Trace_Flash_Path();
+    if (piece >= kUserPieces)
+        return kPieceOutOfRange;
     return Write_ISP_Mem_Piece(m_table.Allow_Read_Flash_Piece_index[piece], buffer);
 }
 

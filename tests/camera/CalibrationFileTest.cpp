@@ -187,7 +187,8 @@ TEST_F(CalibrationFile, WrongNodeTypeIsReportedAndTreatedAsAbsent)
     const size_t start = text.find("LeftRotation");
     text.erase(start, text.find("RightXi") - start);
     EXPECT_FALSE(loadText(text));
-    EXPECT_EQ(err, "Bad calibration file " + path + ", key LeftRotation: not a matrix\n");
+    EXPECT_EQ(err, "Read A NULL File, Camera CalibParams not loaded!\nBad calibration file " + path +
+                       ", key LeftRotation: not a matrix\n");
     EXPECT_TRUE(camera.LeftRotation.empty());
 }
 
@@ -198,7 +199,7 @@ TEST_F(CalibrationFile, WrongShapeIsReportedAndTreatedAsAbsent)
     text.erase(start, text.find("LeftDistortionCoefficients") - start);
     text += yamlMatrix("LeftIntrinsicMatrix", 2, 2, {1, 0, 0, 1});
     EXPECT_FALSE(loadText(text));
-    EXPECT_EQ(err, "Bad calibration file " + path +
+    EXPECT_EQ(err, "Read A NULL File, Camera CalibParams not loaded!\nBad calibration file " + path +
                        ", key LeftIntrinsicMatrix: matrix of 2 x 2 has the wrong shape\n");
     EXPECT_TRUE(camera.LeftIntrinsicMatrix.empty());
 }

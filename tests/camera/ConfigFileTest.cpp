@@ -283,7 +283,8 @@ TEST_F(ConfigFile, StringWhereAMatrixIsExpectedFailsAndChangesNothing)
 {
     EXPECT_FALSE(loadBytes("%YAML:1.0\n---\nLogLevel: !!opencv-matrix\n   rows: 1\n   cols: 1\n"
                            "   dt: d\n   data: [ 2. ]\nDeviceNode: \"video0\"\n"));
-    EXPECT_EQ(err, "Bad configuration file " + path + ", key DeviceNode: not a matrix\n");
+    EXPECT_EQ(err, "Read A NULL File," + path + " not loaded!\nBad configuration file " + path +
+                       ", key DeviceNode: not a matrix\n");
     EXPECT_EQ(camera.getLogLevel(), 1);
     EXPECT_EQ(camera.getDeviceNode(), kAbsentDevice);
 }
@@ -291,22 +292,35 @@ TEST_F(ConfigFile, StringWhereAMatrixIsExpectedFailsAndChangesNothing)
 TEST_F(ConfigFile, PlainNumberWhereAMatrixIsExpectedFails)
 {
     EXPECT_FALSE(loadBytes("%YAML:1.0\n---\nDeviceNode: 1\n"));
-    EXPECT_EQ(err, "Bad configuration file " + path + ", key DeviceNode: not a matrix\n");
+    EXPECT_EQ(err, "Read A NULL File," + path + " not loaded!\nBad configuration file " + path +
+                       ", key DeviceNode: not a matrix\n");
 }
 
 TEST_F(ConfigFile, SizeWithOneElementFails)
 {
     EXPECT_FALSE(load({device(), yamlMatrix("FrameSize", 1, 1, {928})}));
-    EXPECT_EQ(err, "Bad configuration file " + dir.file("config.yml") +
-                       ", key FrameSize: value is not a finite number in range\n");
+    EXPECT_EQ(err, "Read A NULL File," + dir.file("config.yml") + " not loaded!\nBad configuration file " +
+                       dir.file("config.yml") + ", key FrameSize: value is not a finite number in range\n");
     EXPECT_EQ(camera.getRawFrameSize(), cv::Size(0, 0));
 }
 
 TEST_F(ConfigFile, MatrixWhoseDataDoesNotMatchItsSizeFails)
 {
     EXPECT_FALSE(load({yamlMatrix("DeviceNode", 100000, 100000, {1})}));
-    EXPECT_EQ(err, "Bad configuration file " + dir.file("config.yml") +
-                       ", key DeviceNode: data does not hold rows x cols numbers\n");
+    EXPECT_EQ(err, "Read A NULL File," + dir.file("config.yml") + " not loaded!\nBad configuration file " +
+                       dir.file("config.yml") + ", key DeviceNode: data does not hold rows x cols numbers\n");
+}
+
+// A 0 x 0 matrix holds no value: a key of the wrong form, never a read of
+// its missing first element.
+TEST_F(ConfigFile, EmptyMatrixForAFloatingPointKeyFailsWithTheLoadersLineFirst)
+{
+    for (const char* key : {"hFov", "Transrate"}) {
+        SCOPED_TRACE(key);
+        EXPECT_FALSE(load({device(), yamlMatrix(key, 0, 0, {})}));
+        EXPECT_EQ(err, "Read A NULL File," + dir.file("config.yml") + " not loaded!\nBad configuration file " +
+                           dir.file("config.yml") + ", key " + key + ": value is not a finite number in range\n");
+    }
 }
 
 TEST_F(ConfigFile, HugeOrNonFiniteValuesFail)

@@ -366,7 +366,11 @@ TEST_P(CameraApiPieces, EachIndexLandsInItsFlashPiece)
     for (int index = 0; index < 3; ++index) {
         SCOPED_TRACE(index);
         std::vector<std::uint8_t> piece = Pattern_Piece(static_cast<unsigned>(50 + index));
-        ASSERT_EQ(Camera_Flash_W_Api(d, index, piece.data()), 0);
+        // The firmware header's piece is written only when asked for by name.
+        if (c.pieces[index] == 0)
+            ASSERT_EQ(Camera_Flash_W_Over_Firmware_Header_Api(d, index, piece.data()), 0);
+        else
+            ASSERT_EQ(Camera_Flash_W_Api(d, index, piece.data()), 0);
         std::copy(piece.begin(), piece.end(), expected.begin() + c.pieces[index] * 4096);
     }
     EXPECT_TRUE(Flash_Bytes(module, 0, size) == expected) << "only the three mapped pieces changed";
@@ -382,6 +386,29 @@ TEST_P(CameraApiPieces, EachIndexLandsInItsFlashPiece)
     EXPECT_EQ(Camera_Flash_R_Api(d, 3, piece.data()), -7);
     EXPECT_TRUE(module.Queries().empty());
     EXPECT_EQ(module.With_Chip([](ChipModel& chip) { return chip.Refused_Writes(); }), 0);
+}
+
+// Where user piece 2 is flash piece 0, the plain write would erase the
+// firmware header and leave the module on its boot code: it is refused and
+// nothing is sent to the chip.
+TEST_P(CameraApiPieces, TheFirmwareHeadersPieceIsNotWrittenUnlessAskedFor)
+{
+    const Piece_Map_Case& c = GetParam();
+    VirtualModule& module = Add_Camera(c.chip, 0);
+    std::map<std::string, Record> records = Records(1);
+    _Device_Point_* d = records.at("/dev/video0").get();
+    const std::size_t size = module.With_Chip([](ChipModel& chip) { return chip.Flash().Part().size; });
+    const std::vector<std::uint8_t> before = Flash_Bytes(module, 0, size);
+    std::vector<std::uint8_t> piece = Pattern_Piece(77);
+    module.Clear_Queries();
+    const int status = Camera_Flash_W_Api(d, 2, piece.data());
+    if (c.pieces[2] != 0) {
+        EXPECT_EQ(status, 0);
+        return;
+    }
+    EXPECT_EQ(status, -7);
+    EXPECT_TRUE(module.Queries().empty()) << "nothing reaches the chip";
+    EXPECT_TRUE(Flash_Bytes(module, 0, size) == before) << "the flash is untouched";
 }
 
 INSTANTIATE_TEST_SUITE_P(Chips, CameraApiPieces,
