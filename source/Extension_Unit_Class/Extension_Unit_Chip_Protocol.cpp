@@ -1,5 +1,6 @@
 #include "Extension_Unit_Class/Extension_Unit_Chip_Protocol.h"
 
+#include "Extension_Unit_Class/Chip_Detection.h"
 #include "Extension_Unit_Class/Firmware_Form.h"
 #include "Extension_Unit_Class/camera_api.h"
 
@@ -461,7 +462,7 @@ std::uint8_t Extension_Unit_Chip_Protocol::Read_Id_Register(std::uint16_t addres
     return value;
 }
 
-int Extension_Unit_Chip_Protocol::Recognise(const Chip_Detection_Table& detection)
+Chip_Id_Registers Extension_Unit_Chip_Protocol::Read_Chip_Id(const Chip_Detection_Table& detection)
 {
     Chip_Id_Registers registers{};
     registers.id = Read_Id_Register(ISP_CHIP_ID, detection.presetId);
@@ -469,7 +470,12 @@ int Extension_Unit_Chip_Protocol::Recognise(const Chip_Detection_Table& detectio
         registers.a = Read_Id_Register(ISP_CHIP_ID_A, 0);
         registers.b = Read_Id_Register(ISP_CHIP_ID_B, 0);
     }
-    const std::uint32_t chipCode = Match_Chip_Id(detection.rules, detection.ruleCount, registers);
+    return registers;
+}
+
+int Extension_Unit_Chip_Protocol::Recognise(const Chip_Detection_Table& detection)
+{
+    const std::uint32_t chipCode = Chip_Test_Code(detection, Read_Chip_Id(detection));
     if (chipCode == 0)
         return 0;
     pExtUnit->ChipType = chipCode;
