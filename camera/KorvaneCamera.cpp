@@ -1,5 +1,7 @@
 #include "KorvaneCamera.h"
 
+#include "CalibrationBlock.h"
+
 #include <cstdio>
 #include <cstring>
 #include <iterator>
@@ -27,9 +29,9 @@ void cutBlockPadding(const std::string& path)
     char block[4096];
     const std::size_t length = std::fread(block, 1, sizeof block, file);
     std::fclose(file);
-    const void* zero = std::memchr(block, '\0', length);
-    if (zero)
-        truncate(path.c_str(), static_cast<const char*>(zero) - block);
+    const std::size_t fileLength = korvane::calibrationFileLength(block, length);
+    if (fileLength < length)
+        truncate(path.c_str(), static_cast<off_t>(fileLength));
 }
 
 std::string readBlock(const std::string& path)
@@ -41,23 +43,6 @@ std::string readBlock(const std::string& path)
         std::fclose(file);
     }
     return block;
-}
-
-// What keeps a block read from flash from being a calibration file followed
-// by zero bytes, on its bytes alone; empty when nothing does.
-std::string blockProblem(const std::string& block)
-{
-    if (block.empty())
-        return "nothing could be read from the module's flash";
-    if (block.find_first_not_of('\xFF') == std::string::npos)
-        return "the block is erased (every byte is 0xFF)";
-    const std::size_t end = block.find('\0');
-    const std::size_t stray = end == std::string::npos ? end : block.find_first_not_of('\0', end);
-    if (stray != std::string::npos)
-        return "non-zero bytes follow the file's end, at offset " + std::to_string(stray);
-    if (end == 0)
-        return "the block is empty (every byte is zero)";
-    return {};
 }
 
 // The calibration keys whose matrices a failed load left empty.
@@ -173,7 +158,7 @@ void KorvaneCamera::reportBlock(const std::string& block, bool loaded)
 {
     if (!m_deviceLog)
         return;
-    std::string problem = blockProblem(block);
+    std::string problem = korvane::calibrationBlockProblem(block);
     if (problem.empty() && !loaded)
         problem = loadProblem(*this);
     if (problem.empty())

@@ -12,7 +12,8 @@ install(TARGETS korvane_camera korvane_control
 install(DIRECTORY camera/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane/camera
   FILES_MATCHING PATTERN "*.h"
   PATTERN "MatrixFileValues.h" EXCLUDE
-  PATTERN "StorageText.h" EXCLUDE)
+  PATTERN "StorageText.h" EXCLUDE
+  PATTERN "CalibrationBlock.h" EXCLUDE)
 install(DIRECTORY include/Extension_Unit_Class/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane/Extension_Unit_Class
   FILES_MATCHING PATTERN "*.h")

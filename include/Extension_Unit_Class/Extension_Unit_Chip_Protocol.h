@@ -71,6 +71,9 @@ protected:
     // A chip test: reads the identification registers through this protocol,
     // logs them and applies the rules; 1 and ChipType set on a match, else 0.
     int Recognise(const Chip_Detection_Table& detection);
+    // The registers the test reads, each logged: the id (the preset kept when
+    // the read fails), then a and b for a test that reads all three (else 0).
+    Chip_Id_Registers Read_Chip_Id(const Chip_Detection_Table& detection);
 
 private:
     // Sends a copy of a template with its cur half pointed at data.

@@ -14,6 +14,10 @@ public:
     static int This_Is_Me(Extension_Unit_Base_Class* extUnit);
     // The chip code this chip's test gives for the identification registers, 0 for none.
     static std::uint32_t Chip_Code_For(const Chip_Id_Registers& registers);
+    // This chip's test: how it reads the identification registers and its rules.
+    static const Chip_Detection_Table& Detection();
+    // The identification registers as this chip's test reads them, on its unit.
+    static Chip_Id_Registers Read_Id_Registers(Extension_Unit_Base_Class* extUnit);
 };
 
 #endif

@@ -1,5 +1,6 @@
 #include "Extension_Unit_Class/Extension_Unit_Chip_Protocol.h"
 
+#include "Extension_Unit_Class/Chip_Detection.h"
 #include "Extension_Unit_Class/Firmware_Form.h"
 #include "Extension_Unit_Class/camera_api.h"
 
@@ -34,8 +35,6 @@ constexpr std::size_t kExidLength = 16;
 constexpr std::uint8_t kIdOpcodeIndex = 13;
 constexpr std::uint16_t kFlashIdRegister = 0x2C24;
 constexpr std::uint8_t kNoGpioFunction = 255;
-// Only this much of each piece is compared after a download, whatever the piece length.
-constexpr std::size_t kComparedBytes = 1024;
 constexpr std::size_t kProgramWindowLength = 64;
 constexpr useconds_t kPiecePause = 10000;
 
@@ -161,7 +160,7 @@ int Extension_Unit_Chip_Protocol::Read_ISP_Mem_Piece(std::uint16_t piece, std::u
     std::uint16_t length = 0;
     if (Get_Flash_Length_Mes(length) != 0)
         return kPieceTransferFailed;
-    if (!Flash_Piece_Channel::Divides_A_Piece(length))
+    if (!Divides_A_Piece(length))
         return kPieceLengthUnfit;
     return Piece_Channel().Read(Piece_Address(piece), length, buffer);
 }
@@ -176,7 +175,7 @@ int Extension_Unit_Chip_Protocol::Write_ISP_Mem_Piece(std::uint16_t piece, std::
     // The piece is written in the chip's transfer length; a length that
     // cannot make up the piece is refused before the erase, so nothing is lost.
     std::uint16_t length = 0;
-    if (Get_Flash_Length_Mes(length) != 0 || !Flash_Piece_Channel::Divides_A_Piece(length))
+    if (Get_Flash_Length_Mes(length) != 0 || !Divides_A_Piece(length))
         return kPieceLengthUnfit;
     Flash_Piece_Channel channel = Piece_Channel();
     if (channel.Erase_Sector(Piece_Address(piece)) != 0)
@@ -263,16 +262,15 @@ int Extension_Unit_Chip_Protocol::Download_Firmware(std::uint8_t* image, std::ui
     std::uint16_t answer = 0;
     if (Get_Flash_Length_Mes(answer) != 0)
         return kPieceTransferFailed;
-    const std::uint32_t pieceLength = Flash_Piece_Channel::Reported_Piece_Length(answer);
     // A length that does not divide the area cannot be written; nothing is erased yet.
-    if (layout.areaLength % pieceLength != 0)
-        return kPieceTransferFailed;
+    const Download_Plan plan = Plan_Download(answer, layout.areaLength);
+    if (plan.refusal != 0)
+        return plan.refusal;
     Take_Download_Step(progress);
 
     Flash_Piece_Channel channel = Piece_Channel();
-    for (std::uint32_t offset = layout.areaLength; offset > 0;) {
-        offset -= Flash_Piece_Channel::PIECE_SIZE;
-        const int erased = channel.Erase_Sector(layout.areaStart + offset);
+    for (std::uint32_t n = 0; n < plan.sectors; ++n) {
+        const int erased = channel.Erase_Sector(layout.areaStart + Erased_Sector_Offset(plan, n));
         Log_Result("return_", erased);
         if (erased != 0)
             return kPieceTransferFailed;
@@ -281,23 +279,20 @@ int Extension_Unit_Chip_Protocol::Download_Firmware(std::uint8_t* image, std::ui
 
     std::vector<std::uint8_t> padded(layout.areaLength, 0);
     std::copy_n(image, length, padded.begin());
-    readBack.resize(std::max<std::size_t>(readBack.size(), pieceLength));
-    const std::uint32_t pieces = layout.areaLength / pieceLength;
-    const std::size_t compared = std::min<std::size_t>(kComparedBytes, pieceLength);
-    for (std::uint32_t n = 1; n <= pieces; ++n) {
+    readBack.resize(std::max<std::size_t>(readBack.size(), plan.pieceLength));
+    for (std::uint32_t n = 0; n < plan.pieces; ++n) {
         // Pieces 1 .. N-1 in rising order, then piece 0.
-        const std::uint32_t piece = n % pieces;
-        const std::uint32_t offset = piece * pieceLength;
+        const std::uint32_t offset = Download_Piece_At(plan, n) * plan.pieceLength;
         std::uint8_t* data = padded.data() + offset;
-        if (channel.Write_Piece(layout.areaStart + offset, data, pieceLength) != 0)
+        if (channel.Write_Piece(layout.areaStart + offset, data, plan.pieceLength) != 0)
             return kPieceTransferFailed;
         usleep(kPiecePause);
         Take_Download_Step(progress);
-        if (channel.Read_Back_Piece(layout.areaStart + offset, readBack.data(), pieceLength) != 0)
+        if (channel.Read_Back_Piece(layout.areaStart + offset, readBack.data(), plan.pieceLength) != 0)
             return kPieceTransferFailed;
         usleep(kPiecePause);
         Take_Download_Step(progress);
-        if (!std::equal(data, data + compared, readBack.begin())) {
+        if (!Read_Back_Verified(plan, data, readBack.data())) {
             Blank_Header_Sector(channel);
             reset();
             return kVerifyFailed;
@@ -478,7 +473,7 @@ std::uint8_t Extension_Unit_Chip_Protocol::Read_Id_Register(std::uint16_t addres
     return value;
 }
 
-int Extension_Unit_Chip_Protocol::Recognise(const Chip_Detection_Table& detection)
+Chip_Id_Registers Extension_Unit_Chip_Protocol::Read_Chip_Id(const Chip_Detection_Table& detection)
 {
     Chip_Id_Registers registers{};
     registers.id = Read_Id_Register(ISP_CHIP_ID, detection.presetId);
@@ -486,7 +481,12 @@ int Extension_Unit_Chip_Protocol::Recognise(const Chip_Detection_Table& detectio
         registers.a = Read_Id_Register(ISP_CHIP_ID_A, 0);
         registers.b = Read_Id_Register(ISP_CHIP_ID_B, 0);
     }
-    const std::uint32_t chipCode = Match_Chip_Id(detection.rules, detection.ruleCount, registers);
+    return registers;
+}
+
+int Extension_Unit_Chip_Protocol::Recognise(const Chip_Detection_Table& detection)
+{
+    const std::uint32_t chipCode = Chip_Test_Code(detection, Read_Chip_Id(detection));
     if (chipCode == 0)
         return 0;
     pExtUnit->ChipType = chipCode;

@@ -55,3 +55,11 @@ std::uint32_t Extension_Unit_SPCA2085_Protocol::Chip_Code_For(const Chip_Id_Regi
 {
     return Match_Chip_Id(kRules, registers);
 }
+
+const Chip_Detection_Table& Extension_Unit_SPCA2085_Protocol::Detection() { return kDetection; }
+
+Chip_Id_Registers Extension_Unit_SPCA2085_Protocol::Read_Id_Registers(Extension_Unit_Base_Class* extUnit)
+{
+    Extension_Unit_SPCA2085_Protocol probe(extUnit);
+    return probe.Read_Chip_Id(kDetection);
+}

@@ -59,10 +59,12 @@ int Flash_Piece_Channel::Query_Length(std::uint8_t scheme, std::uint16_t& length
 
 int Flash_Piece_Channel::Read(std::uint32_t address, std::uint16_t length, std::uint8_t* buffer)
 {
-    if (!Divides_A_Piece(length))
+    const Piece_Transfer_Plan plan = Flash_Piece_Transfers(length);
+    if (plan.count == 0)
         return kTransferFailed;
     const std::uint16_t unit = m_table.unitId;
-    for (std::uint32_t offset = 0; offset < PIECE_SIZE; offset += length) {
+    for (std::uint32_t k = 0; k < plan.count; ++k) {
+        const std::uint32_t offset = Transfer_Offset(plan, k);
         Windows_UVC_xu_control addressLength = Get_Len_Request(unit, XU_SEL_PIECE_ADDR, kAddressLengthPreset);
         Windows_UVC_xu_control dataLength = Get_Len_Request(unit, XU_SEL_PIECE_DATA, kDataLengthPreset);
         Address_Bytes piece(address + offset);
@@ -87,18 +89,15 @@ int Flash_Piece_Channel::Erase_Sector(std::uint32_t address)
     return Transaction(m_table.templates.Windows_set_sector_erase, bytes.bytes);
 }
 
-bool Flash_Piece_Channel::Divides_A_Piece(std::uint16_t length)
-{
-    return length != 0 && length <= PIECE_SIZE && PIECE_SIZE % length == 0;
-}
-
 int Flash_Piece_Channel::Program(std::uint32_t address, std::uint16_t length, std::uint8_t* buffer)
 {
-    if (!Divides_A_Piece(length))
+    const Piece_Transfer_Plan plan = Flash_Piece_Transfers(length);
+    if (plan.count == 0)
         return kTransferFailed;
     const Windows_UVC_xu_control_unit data = {Get_Len_Request(m_table.unitId, XU_SEL_PIECE_DATA, length),
                                               Set_Cur_Request(m_table.unitId, XU_SEL_PIECE_DATA, length)};
-    for (std::uint32_t offset = 0; offset < PIECE_SIZE; offset += length) {
+    for (std::uint32_t k = 0; k < plan.count; ++k) {
+        const std::uint32_t offset = Transfer_Offset(plan, k);
         if (Set_Address(address + offset) != 0 || Transaction(data, buffer + offset) != 0)
             return kTransferFailed;
         usleep(kProgramPause);
@@ -106,23 +105,13 @@ int Flash_Piece_Channel::Program(std::uint32_t address, std::uint16_t length, st
     return 0;
 }
 
-std::uint32_t Flash_Piece_Channel::Reported_Piece_Length(std::uint16_t answer)
-{
-    return answer == 0 ? 0x10000u : answer;
-}
-
-std::uint32_t Flash_Piece_Channel::Transfer_Length(std::uint32_t pieceLength)
-{
-    return pieceLength > 0xFFFF ? LONG_PIECE_TRANSFER : pieceLength;
-}
-
 int Flash_Piece_Channel::Piece_Transfers(std::uint8_t request, std::uint32_t address, std::uint8_t* data,
                                          std::uint32_t length)
 {
-    const std::uint32_t step = Transfer_Length(length);
-    if (step == 0 || length % step != 0)
+    const Piece_Transfer_Plan plan = Download_Piece_Transfers(length);
+    if (plan.count == 0)
         return kTransferFailed;
-    const auto size = static_cast<std::uint16_t>(step);
+    const auto size = static_cast<std::uint16_t>(plan.step);
     const Windows_UVC_xu_control_unit transfer = {
         Get_Len_Request(m_table.unitId, XU_SEL_PIECE_DATA, size),
         request == UVC_SET_CUR ? Set_Cur_Request(m_table.unitId, XU_SEL_PIECE_DATA, size)
@@ -130,8 +119,8 @@ int Flash_Piece_Channel::Piece_Transfers(std::uint8_t request, std::uint32_t add
     // From the top down: the piece's start, which holds the image header in
     // piece 0, is written last, so a failure between transfers leaves no
     // valid header over a partly written piece.
-    for (std::uint32_t offset = length; offset > 0;) {
-        offset -= step;
+    for (std::uint32_t k = 0; k < plan.count; ++k) {
+        const std::uint32_t offset = Transfer_Offset(plan, k);
         if (Set_Address(address + offset) != 0 || Transaction(transfer, data + offset) != 0)
             return kTransferFailed;
     }

@@ -5,6 +5,7 @@
 // erased and programmed through the piece address and data selectors.
 
 #include "Extension_Unit_Class/Extension_Unit_Chip_Table.h"
+#include "Extension_Unit_Class/Flash_Piece_Plan.h"
 #include "Extension_Unit_Class/ext_unit.h"
 
 #include <cstdint>
@@ -12,19 +13,9 @@
 class Flash_Piece_Channel
 {
 public:
-    static constexpr std::uint32_t PIECE_SIZE = 4096;
-    // A query's size is 16 bits: a longer piece moves in transfers of this many bytes.
-    static constexpr std::uint32_t LONG_PIECE_TRANSFER = 0x8000;
-
-    // The piece length a chip's 16-bit answer stands for: 0 is 0x10000 (the field wraps).
-    static std::uint32_t Reported_Piece_Length(std::uint16_t answer);
-    // Bytes per transfer of a piece of that length.
-    static std::uint32_t Transfer_Length(std::uint32_t pieceLength);
+    static constexpr std::uint32_t PIECE_SIZE = FLASH_PIECE_SIZE;
 
     Flash_Piece_Channel(ExtUnit& unit, const Extension_Unit_Chip_Table& table);
-
-    // True when transfers of that length make up a piece exactly (a reported 0 stands for 0x10000: never).
-    static bool Divides_A_Piece(std::uint16_t length);
 
     // Tells the chip the flash ID scheme and asks its transfer length; 0, or -3 on a failed transfer.
     int Query_Length(std::uint8_t scheme, std::uint16_t& length);
@@ -49,7 +40,7 @@ private:
     int Single(Windows_UVC_xu_control request, void* data);
     int Transaction(const Windows_UVC_xu_control_unit& request, void* data);
     int Set_Address(std::uint32_t address);
-    // Address then data for each transfer of a piece; 0 or -3 at the first failure.
+    // Address then data for each transfer of a download piece; 0 or -3 at the first failure.
     int Piece_Transfers(std::uint8_t request, std::uint32_t address, std::uint8_t* data, std::uint32_t length);
 
     ExtUnit& m_unit;                          // borrowed from the control object

@@ -1,10 +1,6 @@
 #include "Extension_Unit_Class/Extension_Unit_Base_Class.h"
 
-#include "Extension_Unit_Class/Extension_Unit_SPCA2085_Protocol.h"
-#include "Extension_Unit_Class/Extension_Unit_SPCA2281_Protocol.h"
-#include "Extension_Unit_Class/Extension_Unit_SPCA2282_Protocol.h"
-#include "Extension_Unit_Class/Extension_Unit_SPCA2620_Protocol.h"
-#include "Extension_Unit_Class/Extension_Unit_SPCA2650_Protocol.h"
+#include "Extension_Unit_Class/Chip_Detection.h"
 #include "Extension_Unit_Class/camera_api.h"
 
 #include <cstdio>
@@ -15,23 +11,6 @@ namespace {
 
 constexpr std::uint16_t kFirstUnit = 3;
 constexpr std::uint16_t kSecondUnit = 4;
-
-// A chip test and the model name announced when it succeeds.
-struct Chip_Test
-{
-    int (*This_Is_Me)(Extension_Unit_Base_Class*);
-    const char* announcedName;
-};
-
-// Tried in this order; the first that recognises the chip wins. The name
-// announced is the test's, which need not match the chip code it set.
-const Chip_Test kChipTests[] = {
-    {&Extension_Unit_SPCA2650_Protocol::This_Is_Me, "QLVR_56_2"},
-    {&Extension_Unit_SPCA2281_Protocol::This_Is_Me, "QLV_3M_1"},
-    {&Extension_Unit_SPCA2085_Protocol::This_Is_Me, "QLV_1080P_2"},
-    {&Extension_Unit_SPCA2620_Protocol::This_Is_Me, "QLV_8M_1"},
-    {&Extension_Unit_SPCA2282_Protocol::This_Is_Me, "QLVR_SOC_550_0"},
-};
 
 void Announce(const char* name)
 {
@@ -72,13 +51,13 @@ void Extension_Unit_Base_Class::init()
 
 int Extension_Unit_Base_Class::initControl()
 {
-    for (const Chip_Test& test : kChipTests) {
-        if (test.This_Is_Me(this)) {
-            Announce(test.announcedName);
-            return 0;
-        }
-    }
-    return -1;
+    const Chip_Detection found =
+        Detect_Chip([this](std::size_t test) { return CHIP_DETECTION_ORDER[test].read(this); });
+    if (found.chipCode == 0)
+        return -1;
+    ChipType = found.chipCode;
+    Announce(found.announcedName);
+    return 0;
 }
 
 std::uint32_t Extension_Unit_Base_Class::Get_Pair_Chip() { return ChipType; }

@@ -1,7 +1,5 @@
 #include "Video_Node_Walk.h"
 
-#include <cstdlib>
-#include <cstring>
 #include <memory>
 
 #include <fcntl.h>
@@ -20,21 +18,7 @@ struct Udev_Device_Unref
     void operator()(udev_device* device) const { udev_device_unref(device); }
 };
 
-// Copies text into a fixed field, cut to fit.
-template <std::size_t N>
-void Copy_Text(char (&field)[N], const char* text)
-{
-    if (!text)
-        return;
-    std::strncpy(field, text, N - 1);
-    field[N - 1] = '\0';
-}
-
-unsigned long long Attribute_Number(udev_device* device, const char* name, int base)
-{
-    const char* text = udev_device_get_sysattr_value(device, name);
-    return text ? std::strtoull(text, nullptr, base) : 0;
-}
+const char* Attribute(udev_device* device, const char* name) { return udev_device_get_sysattr_value(device, name); }
 
 } // namespace
 
@@ -76,31 +60,18 @@ void Video_Node_Walk::Visit_Entry(const char* syspath, const Visitor& visitor)
 void Video_Node_Walk::Describe(_v4l2_dev_sys_data_t& description, udev_device* device, const char* node,
                                const v4l2_capability& capability, bool bcdFromAttribute)
 {
-    Copy_Text(description.device, node);
-    Copy_Text(description.name, reinterpret_cast<const char*>(capability.card));
-    Copy_Text(description.driver, reinterpret_cast<const char*>(capability.driver));
-    Copy_Text(description.location, reinterpret_cast<const char*>(capability.bus_info));
-    description.valid = 1;
-    description.current = 0;
-
     udev_device* usb = udev_device_get_parent_with_subsystem_devtype(device, "usb", "usb_device");
-    if (!usb)
+    if (!usb) {
+        Describe_Video_Node(description, node, capability, nullptr, bcdFromAttribute);
         return;
-    description.vendor = static_cast<std::uint32_t>(Attribute_Number(usb, "idVendor", 16));
-    description.product = static_cast<std::uint32_t>(Attribute_Number(usb, "idProduct", 16));
-    description.busnum = Attribute_Number(usb, "busnum", 10);
-    description.devnum = Attribute_Number(usb, "devnum", 10);
-    std::memset(description.iManufacturer, 0, sizeof description.iManufacturer);
-    std::memset(description.iProduct, 0, sizeof description.iProduct);
-    std::memset(description.iSerialNumber, 0, sizeof description.iSerialNumber);
-    std::memset(description.Device_Path, 0, sizeof description.Device_Path);
-    Copy_Text(description.Device_Path, node);
-    Copy_Text(description.iManufacturer, udev_device_get_sysattr_value(usb, "manufacturer"));
-    Copy_Text(description.iProduct, udev_device_get_sysattr_value(usb, "product"));
-    Copy_Text(description.iSerialNumber, udev_device_get_sysattr_value(usb, "serial"));
-    description.Vid = static_cast<std::uint16_t>(description.vendor);
-    description.Pid = static_cast<std::uint16_t>(description.product);
-    // "bcdDevice" is hexadecimal text read in base 10 on purpose: "0100" gives 100.
-    description.Bcd = bcdFromAttribute ? static_cast<std::uint16_t>(Attribute_Number(usb, "bcdDevice", 10))
-                                       : static_cast<std::uint16_t>(description.devnum & 0xFFFF);
+    }
+    const Usb_Device_Attributes attributes = {Attribute(usb, "idVendor"),
+                                              Attribute(usb, "idProduct"),
+                                              Attribute(usb, "busnum"),
+                                              Attribute(usb, "devnum"),
+                                              Attribute(usb, "manufacturer"),
+                                              Attribute(usb, "product"),
+                                              Attribute(usb, "serial"),
+                                              bcdFromAttribute ? Attribute(usb, "bcdDevice") : nullptr};
+    Describe_Video_Node(description, node, capability, &attributes, bcdFromAttribute);
 }

@@ -4,6 +4,7 @@
 // Visits every video4linux node known to libudev that opens and answers the
 // V4L2 capability query, in libudev's order.
 
+#include "Extension_Unit_Class/Video_Node_Description.h"
 #include "Extension_Unit_Class/v4l2_dev_sys_data.h"
 
 #include <functional>
@@ -24,8 +25,7 @@ public:
     void Visit(const Visitor& visitor);
 
     // Fills a zeroed description from the node, its capabilities and its USB
-    // parent. With bcdFromAttribute, Bcd is parsed from "bcdDevice" in base
-    // 10; otherwise it is the low 16 bits of the USB device number.
+    // parent's attributes (see Describe_Video_Node).
     static void Describe(_v4l2_dev_sys_data_t& description, udev_device* device, const char* node,
                          const v4l2_capability& capability, bool bcdFromAttribute);
 
