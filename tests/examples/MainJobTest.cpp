@@ -49,7 +49,7 @@ TEST(MainJob, RunsOnTheSyntheticModuleWritesItsFilesAndStopsOnCtrlC)
     {
         MainJob job({"--frames", "4", "--save-frame", "2", "--out", out, "--no-window"});
         ASSERT_TRUE(job.started());
-        ASSERT_EQ(job.finish(50s), 0) << job.output();
+        ASSERT_EQ(job.finish(200s), 0) << job.output();
         const std::string& text = job.output();
         EXPECT_NE(text.find("running on the synthetic stereo module"), std::string::npos) << text;
         EXPECT_NE(text.find("frame 4/4"), std::string::npos) << text;
@@ -66,7 +66,7 @@ TEST(MainJob, RunsOnTheSyntheticModuleWritesItsFilesAndStopsOnCtrlC)
 
     // Ctrl-C stops it cleanly, with its summary (the rendered module is reused).
     MainJob endless({"--frames", "100000", "--save-frame", "1", "--out", out, "--no-window"});
-    ASSERT_TRUE(endless.waitFor("frame 3/", 30s)) << endless.output();
+    ASSERT_TRUE(endless.waitFor("frame 3/", 60s)) << endless.output();
     endless.signal(SIGINT);
     EXPECT_EQ(endless.finish(15s), 0) << endless.output();
     EXPECT_NE(endless.output().find("depth frames in"), std::string::npos);
