@@ -117,6 +117,12 @@ TEST(ChipCatalog, EveryPlanCountsOneHundredPercent)
     }
 }
 
+TEST(ChipCatalog, TheLargestFirmwareAreaIsThatOfTheLargestChip)
+{
+    EXPECT_EQ(largestFirmwareArea(), chipFactsFor("QLVR_56_2")->firmwareArea);
+    EXPECT_EQ(largestFirmwareArea(), 0xC0000u);
+}
+
 TEST(FlashPartName, NamesWithoutTheirPrefix)
 {
     EXPECT_EQ(flashPartName(SF_MX25L512), "MX25L512");

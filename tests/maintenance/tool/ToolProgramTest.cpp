@@ -1,5 +1,10 @@
 // korvane-maintenance as a program: its exit statuses and output streams,
 // with the virtual modules of this test seen through the inherited environment.
+#include <cstdlib>
+#include <map>
+
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 
 #include "support/ChildProcess.h"
@@ -43,6 +48,27 @@ TEST_F(ToolProgram, ListsTheModulesAndSaysWhenThereAreNone)
     run = runProgramTool({"list"});
     EXPECT_EQ(run.status, 0);
     EXPECT_NE(lineWith(run.out, "/dev/video0  SPCA2620  QLV_8M_1"), "") << run.out;
+}
+
+// Special files are refused unread. Should the tool read one whole, the
+// allocator's limit ends it quickly instead of filling the memory.
+TEST_F(ToolProgram, SpecialFilesAreRefusedUnread)
+{
+    addModule(0);
+    const char* asan = std::getenv("ASAN_OPTIONS");
+    const std::map<std::string, std::string> bounded = {
+        {"ASAN_OPTIONS", std::string(asan ? asan : "") + ":max_allocation_size_mb=64:allocator_may_return_null=0"}};
+    const std::string fifo = work().file("image.fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const std::vector<std::pair<std::string, std::string>> files = {{"/dev/zero", "a character device"},
+                                                                     {fifo, "a FIFO"}};
+    for (const auto& [path, kind] : files) {
+        int status = -1;
+        const std::string output = runProgram({KORVANE_MAINTENANCE_TOOL, "firmware", path}, bounded, status, 20s,
+                                              StandardError::Collected);
+        EXPECT_EQ(status, 4) << output;
+        EXPECT_EQ(output, "korvane-maintenance: cannot read " + path + ": it is " + kind + ", not a regular file\n");
+    }
 }
 
 TEST_F(ToolProgram, ARefusedImageEndsWithStatusFour)
