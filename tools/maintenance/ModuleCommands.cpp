@@ -9,6 +9,7 @@
 #include "ExitCode.h"
 #include "Extension_Unit_Class/Extension_Unit_Functions.h"
 #include "FlashPartName.h"
+#include "PrintableText.h"
 #include "ToolContext.h"
 
 namespace korvane::maintenance {
@@ -60,8 +61,8 @@ int runList(ToolContext& context)
         << "FLASH\n";
     for (const auto& module : modules)
         out << std::setw(13) << module->devicePath() << std::setw(10) << chipName(*module) << std::setw(15)
-            << module->model() << std::setw(11) << vidPid(*module) << std::setw(17) << module->serialNumber()
-            << flashPart(*module) << "\n";
+            << module->model() << std::setw(11) << vidPid(*module) << std::setw(17)
+            << printableText(module->serialNumber()) << flashPart(*module) << "\n";
     return kExitSuccess;
 }
 
@@ -72,10 +73,10 @@ int runInfo(ToolContext& context)
         return kExitNoModule;
     bool readFailed = false;
     const std::string calibration = calibrationState(*module, readFailed);
-    context.out() << "Identification: " << module->identification() << "\n"
+    context.out() << "Identification: " << printableText(module->identification()) << "\n"
                   << "Model:          " << module->model() << " (" << chipName(*module) << ")\n"
                   << "Node:           " << module->devicePath() << "\n"
-                  << "Serial:         " << module->serialNumber() << "\n"
+                  << "Serial:         " << printableText(module->serialNumber()) << "\n"
                   << "Flash part:     " << flashPart(*module) << "\n"
                   << "Calibration:    " << calibration << "\n";
     if (readFailed)
