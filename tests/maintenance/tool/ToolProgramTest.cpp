@@ -71,6 +71,41 @@ TEST_F(ToolProgram, SpecialFilesAreRefusedUnread)
     }
 }
 
+// A user who may not open a module's node is told so, not that there is no module.
+TEST_F(ToolProgram, ANodeThatMayNotBeOpenedIsNamedWithWhatToDo)
+{
+    addModule(0);
+    shareModulesWithOtherUsers();
+    denyNode(0);
+    const std::string denied =
+        "korvane-maintenance: permission denied on /dev/video0: install the udev rules or join the plugdev group\n";
+    for (const std::vector<std::string>& command : {std::vector<std::string>{"list"}, {"info"}, {"info", "--device", "0"}}) {
+        std::vector<std::string> line = {KORVANE_MAINTENANCE_TOOL};
+        line.insert(line.end(), command.begin(), command.end());
+        int status = -1;
+        const std::string output = runProgram(asUnprivilegedUser(line), {}, status, 30s, StandardError::Collected);
+        EXPECT_EQ(status, 3) << command.back();
+        EXPECT_EQ(output, denied) << command.back();
+    }
+
+    // A module the user may open is served; the denied node is still named.
+    korvane::emulator::ModuleConfig second = korvane::emulator::Camera_Module("2620", 2);
+    second.serial = "SECOND";
+    addModule(second);
+    shareModulesWithOtherUsers();
+    denyNode(0);
+    int status = -1;
+    std::string output = runProgram(asUnprivilegedUser({KORVANE_MAINTENANCE_TOOL, "list"}), {}, status, 30s,
+                                    StandardError::Collected);
+    EXPECT_EQ(status, 0) << output;
+    EXPECT_NE(lineWith(output, "/dev/video2  SPCA2620"), "") << output;
+    EXPECT_TRUE(contains(output, denied)) << output;
+    output = runProgram(asUnprivilegedUser({KORVANE_MAINTENANCE_TOOL, "info", "--device", "2"}), {}, status, 30s,
+                        StandardError::Collected);
+    EXPECT_EQ(status, 0) << output;
+    EXPECT_EQ(lineWith(output, "Serial:"), "Serial:         SECOND") << output;
+}
+
 TEST_F(ToolProgram, ARefusedImageEndsWithStatusFour)
 {
     korvane::emulator::VirtualModule& module = addModule(0);
