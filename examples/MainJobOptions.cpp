@@ -10,16 +10,14 @@ constexpr int kLargestCount = 1000000;
 
 bool readModuleSize(const std::string& option, const char* text, cv::Size& size, std::string& error)
 {
-    int width = 0;
-    int height = 0;
-    const bool known = readSize(option, text, width, height, error) &&
-                       (cv::Size(width, height) == cv::Size(928, 400) || cv::Size(width, height) == cv::Size(1856, 800));
-    if (!known) {
-        error = badValue(option, "928x400 or 1856x800", text);
-        return false;
+    cv::Size read;
+    if (readSize(option, text, read.width, read.height, error) &&
+        (read == cv::Size(928, 400) || read == cv::Size(1856, 800))) {
+        size = read;
+        return true;
     }
-    size = {width, height};
-    return true;
+    error = badValue(option, "928x400 or 1856x800", text);
+    return false;
 }
 
 } // namespace

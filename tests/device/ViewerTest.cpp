@@ -285,7 +285,8 @@ TEST_F(Viewer, ADeviceNumberThatIsNoNumberIsRefusedWithUsage)
 {
     addModule(0);
     int status = -1;
-    const std::string output = runProgram({KORVANE_VIEWER, "abc"}, {{"DISPLAY", ""}}, status, 30s, StandardError::Collected);
+    const std::string output =
+        runProgram({KORVANE_VIEWER, "abc"}, {{"DISPLAY", ""}}, status, 30s, StandardError::Collected);
     EXPECT_EQ(status, 2) << output;
     EXPECT_EQ(output.substr(0, output.find('\n')), "korvane_viewer: deviceNode needs a whole number, not 'abc'");
     EXPECT_NE(output.find("usage: korvane_viewer"), std::string::npos) << output;

@@ -82,8 +82,10 @@ TEST(MainJob, BadArgumentsAreNamedFirstThenTheUsageAndExitWithTwo)
         {{"--size", "100x100"}, "korvane_main: --size needs 928x400 or 1856x800, not '100x100'"},
         {{"--rect", "640"}, "korvane_main: --rect needs WIDTHxHEIGHT in positive whole numbers, not '640'"},
         {{"--device", "3"}, "korvane_main: --device needs --calib FILE, the module's calibration file"},
-        {{"--device", "three", "--calib", "c.yml"}, "korvane_main: --device needs a whole number, 0 or more, not 'three'"},
-        {{"--algorithm", "2"}, "korvane_main: --algorithm needs 0 (semi-global matching) or 1 (block matching), not '2'"},
+        {{"--device", "three", "--calib", "c.yml"},
+         "korvane_main: --device needs a whole number, 0 or more, not 'three'"},
+        {{"--algorithm", "2"},
+         "korvane_main: --algorithm needs 0 (semi-global matching) or 1 (block matching), not '2'"},
         {{"--frames"}, "korvane_main: --frames needs a value"},
         {{"--bogus"}, "korvane_main: unknown option '--bogus'"},
     };
@@ -91,7 +93,8 @@ TEST(MainJob, BadArgumentsAreNamedFirstThenTheUsageAndExitWithTwo)
         std::vector<std::string> line = args;
         line.insert(line.begin(), KORVANE_MAIN_JOB);
         int status = -1;
-        const std::string output = korvane::test::runProgram(line, {}, status, 20s, korvane::test::StandardError::Collected);
+        const std::string output =
+            korvane::test::runProgram(line, {}, status, 20s, korvane::test::StandardError::Collected);
         EXPECT_EQ(status, 2) << message;
         EXPECT_EQ(output.substr(0, output.find('\n')), message);
         EXPECT_NE(output.find("Usage: korvane_main"), std::string::npos) << output;

@@ -30,17 +30,21 @@ void expectRefusals(const std::vector<Refusal>& refusals, int status, const std:
                                               StandardError::Collected);
         EXPECT_EQ(ended, status) << output;
         EXPECT_EQ(output.substr(0, output.find('\n')), refusal.firstLine) << output;
-        if (!usage.empty())
+        if (!usage.empty()) {
             EXPECT_NE(output.find(usage), std::string::npos) << output;
+        }
     }
 }
 
 TEST(ToolArguments, TheSyntheticModuleWriterNamesTheBadArgument)
 {
     const std::string tool = KORVANE_SYNTHETIC_TOOL;
-    expectRefusals({{{tool, "--frames", "abc", "out"}, "korvane-synthetic: --frames needs a positive whole number, not 'abc'"},
-                    {{tool, "--frames", "2.5", "out"}, "korvane-synthetic: --frames needs a positive whole number, not '2.5'"},
-                    {{tool, "--size", "100x100", "out"}, "korvane-synthetic: --size needs 1856x800 or 928x400, not '100x100'"},
+    expectRefusals({{{tool, "--frames", "abc", "out"},
+                     "korvane-synthetic: --frames needs a positive whole number, not 'abc'"},
+                    {{tool, "--frames", "2.5", "out"},
+                     "korvane-synthetic: --frames needs a positive whole number, not '2.5'"},
+                    {{tool, "--size", "100x100", "out"},
+                     "korvane-synthetic: --size needs 1856x800 or 928x400, not '100x100'"},
                     {{tool, "--rect", "640", "out"},
                      "korvane-synthetic: --rect needs WIDTHxHEIGHT in positive whole numbers, not '640'"},
                     {{tool, "--hfov", "200", "out"},
@@ -57,7 +61,8 @@ TEST(ToolArguments, TheRecorderNamesTheBadArgumentAndTheMissingSource)
     TempDir dir;
     const std::string tool = KORVANE_RECORD_TOOL;
     const std::string out = dir.file("o.mkv");
-    expectRefusals({{{tool, "--device", "zero", "--out", out}, "korvane-record: --device needs a whole number, 0 or more, not 'zero'"},
+    expectRefusals({{{tool, "--device", "zero", "--out", out},
+                     "korvane-record: --device needs a whole number, 0 or more, not 'zero'"},
                     {{tool, "--source", "a.mkv", "--frames", "-1", "--out", out},
                      "korvane-record: --frames needs a whole number, 0 or more, not '-1'"},
                     {{tool, "--source", "a.mkv", "--fps", "fast", "--out", out},
@@ -68,7 +73,8 @@ TEST(ToolArguments, TheRecorderNamesTheBadArgumentAndTheMissingSource)
                     {{tool, "--source", "a.mkv"}, "korvane-record: give --out FILE.mkv, the file to record to"}},
                    2, "Usage: korvane-record");
     expectRefusals({{{tool, "--source", dir.file("none.mkv"), "--out", out},
-                     "korvane-record: cannot open the source '" + dir.file("none.mkv") + "': No such file or directory"},
+                     "korvane-record: cannot open the source '" + dir.file("none.mkv") +
+                         "': No such file or directory"},
                     {{tool, "--source", dir.path(), "--out", out},
                      "korvane-record: cannot open the source '" + dir.path() + "': it is not a regular file"}},
                    1, "");

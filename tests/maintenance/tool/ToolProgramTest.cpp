@@ -79,7 +79,8 @@ TEST_F(ToolProgram, ANodeThatMayNotBeOpenedIsNamedWithWhatToDo)
     denyNode(0);
     const std::string denied =
         "korvane-maintenance: permission denied on /dev/video0: install the udev rules or join the plugdev group\n";
-    for (const std::vector<std::string>& command : {std::vector<std::string>{"list"}, {"info"}, {"info", "--device", "0"}}) {
+    const std::vector<std::vector<std::string>> commands = {{"list"}, {"info"}, {"info", "--device", "0"}};
+    for (const std::vector<std::string>& command : commands) {
         std::vector<std::string> line = {KORVANE_MAINTENANCE_TOOL};
         line.insert(line.end(), command.begin(), command.end());
         int status = -1;
