@@ -17,6 +17,10 @@
 #include <opencv2/highgui.hpp>
 #include <opencv2/imgcodecs.hpp>
 
+#include "Extension_Unit_Class/Video_Node_Access.h"
+#include "MainJobOptions.h"
+#include "ToolOptions.h"
+#include "WindowDisplay.h"
 #include "camera/PointCloudFile.h"
 #include "camera/StereoCamera.h"
 #include "emulator/synthetic/SyntheticSetWriter.h"
@@ -27,84 +31,14 @@ std::atomic<bool> g_interrupted{false};
 
 void onInterrupt(int) { g_interrupted = true; }
 
-struct Options
+// False, after saying so, when this user may not open the module's video node.
+bool mayOpenNode(int device)
 {
-    int device = -1;               // -1: the synthetic module
-    std::string calibration;       // with a device
-    std::string config;            // with a device, optional
-    cv::Size syntheticSize{928, 400};
-    cv::Size rectified{640, 480};
-    int frames = 30;
-    int saveFrame = 10;
-    std::string outDir = "out";
-    bool window = true;
-    int algorithm = 0;
-};
-
-void usage(FILE* to)
-{
-    std::fprintf(to,
-                 "Usage: korvane_main [options]\n"
-                 "Runs capture, disparity, depth and point cloud on a module or, without\n"
-                 "--device, on the synthetic stereo module, and writes into the output folder\n"
-                 "depth.png, rect_left.png, rect_right.png and cloud.ply of one frame.\n"
-                 "  --device N        video device number of a module (needs --calib)\n"
-                 "  --calib FILE      calibration parameter file of the module\n"
-                 "  --config FILE     configuration file of the module (optional)\n"
-                 "  --size WxH        raw size of the synthetic module: 928x400 (default) or 1856x800\n"
-                 "  --rect WxH        rectified size (default 640x480)\n"
-                 "  --frames N        depth frames to process (default 30)\n"
-                 "  --save-frame K    which of them to write out (default 10)\n"
-                 "  --algorithm A     0 semi-global matching (default), 1 block matching\n"
-                 "  --out DIR         output folder (default out)\n"
-                 "  --no-window       never open a window\n"
-                 "Stops after N frames, on Escape in the window or on Ctrl-C.\n");
-}
-
-bool parseSize(const char* text, cv::Size& size)
-{
-    char x = 0;
-    return std::sscanf(text, "%d%c%d", &size.width, &x, &size.height) == 3 && x == 'x' &&
-           size.width > 0 && size.height > 0;
-}
-
-bool parseInt(const char* text, int& value)
-{
-    char* end = nullptr;
-    errno = 0;
-    const long v = std::strtol(text, &end, 10);
-    if (errno || end == text || *end || v < 0 || v > 1000000)
-        return false;
-    value = static_cast<int>(v);
-    return true;
-}
-
-bool parse(int argc, char** argv, Options& o)
-{
-    for (int i = 1; i < argc; ++i) {
-        const std::string arg = argv[i];
-        if (arg == "--no-window") {
-            o.window = false;
-            continue;
-        }
-        if (i + 1 >= argc)
-            return false;
-        const char* v = argv[++i];
-        const bool ok = arg == "--device"       ? parseInt(v, o.device)
-                        : arg == "--calib"      ? (o.calibration = v, true)
-                        : arg == "--config"     ? (o.config = v, true)
-                        : arg == "--size"       ? parseSize(v, o.syntheticSize)
-                        : arg == "--rect"       ? parseSize(v, o.rectified)
-                        : arg == "--frames"     ? parseInt(v, o.frames)
-                        : arg == "--save-frame" ? parseInt(v, o.saveFrame)
-                        : arg == "--algorithm"  ? parseInt(v, o.algorithm)
-                        : arg == "--out"        ? (o.outDir = v, true)
-                                                : false;
-        if (!ok)
-            return false;
-    }
-    const bool moduleSize = o.syntheticSize == cv::Size(928, 400) || o.syntheticSize == cv::Size(1856, 800);
-    return moduleSize && o.frames > 0 && o.algorithm <= 1 && (o.device < 0 || !o.calibration.empty());
+    const std::string node = "/dev/video" + std::to_string(device);
+    if (!Video_Node_Access::Is_Denied(node))
+        return true;
+    std::fprintf(stderr, "%s\n", Video_Node_Access::Denied_Message(node).c_str());
+    return false;
 }
 
 bool makeDirectory(const std::string& path)
@@ -182,7 +116,7 @@ double medianDepthError(const cv::Mat& depth, const GroundTruth& truth, double f
 }
 
 // Writes the synthetic module's set once per size; later runs reuse it.
-bool prepareSynthetic(const Options& o, std::string& directory)
+bool prepareSynthetic(const MainJobOptions& o, std::string& directory)
 {
     directory = o.outDir + "/synthetic-" + std::to_string(o.syntheticSize.width) + "x" +
                 std::to_string(o.syntheticSize.height) + "-" + std::to_string(o.rectified.width) + "x" +
@@ -211,7 +145,7 @@ bool prepareSynthetic(const Options& o, std::string& directory)
     return true;
 }
 
-std::unique_ptr<MainCamera> openCamera(const Options& o, const std::string& syntheticDir)
+std::unique_ptr<MainCamera> openCamera(const MainJobOptions& o, const std::string& syntheticDir)
 {
     std::unique_ptr<MainCamera> camera;
     if (o.device < 0) {
@@ -270,18 +204,15 @@ double median(std::vector<double> values)
 
 int main(int argc, char** argv)
 {
-    Options o;
-    if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
-        usage(stdout);
-        return 0;
-    }
-    if (!parse(argc, argv, o)) {
-        usage(stderr);
-        return 2;
-    }
+    MainJobOptions o;
+    const auto parse = [&](std::string& error) { return o.parse(argc, argv, error); };
+    if (const auto status = helpOrBadArguments(argc, argv, parse, "korvane_main", MainJobOptions::usage()))
+        return *status;
+    if (o.device >= 0 && !mayOpenNode(o.device))
+        return 1;
     std::signal(SIGINT, onInterrupt);
     std::signal(SIGTERM, onInterrupt);
-    const bool window = o.window && std::getenv("DISPLAY") && *std::getenv("DISPLAY");
+    const bool window = o.window && windowDisplayNamed();
     if (!makeDirectory(o.outDir))
         return 1;
 

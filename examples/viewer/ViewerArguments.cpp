@@ -1,7 +1,16 @@
 #include "ViewerArguments.h"
 
-#include <cstdlib>
-#include <vector>
+#include <climits>
+
+#include "ToolOptions.h"
+
+namespace {
+
+// The positional arguments, in their order.
+const char* const kPositionalNames[] = {"deviceNode", "width", "height", "fps"};
+constexpr int kPositionalCount = 4;
+
+} // namespace
 
 bool ViewerArguments::parse(int argc, const char* const* argv, std::string& error)
 {
@@ -29,14 +38,26 @@ bool ViewerArguments::parse(int argc, const char* const* argv, std::string& erro
             return false;
         }
     }
-    std::vector<const char*> positional(argv + next, argv + argc);
-    const std::size_t count = positional.size();
+    return readPositional(argc - next, argv + next, error);
+}
+
+bool ViewerArguments::readPositional(int count, const char* const* words, std::string& error)
+{
+    if (count > kPositionalCount) {
+        error = unknownArgument(words[kPositionalCount]);
+        return false;
+    }
+    int numbers[kPositionalCount] = {deviceNode, frameSize.width, frameSize.height, frameRate};
+    for (int i = 0; i < count; ++i)
+        if (!readWholeNumber(kPositionalNames[i], words[i], INT_MIN, INT_MAX, numbers[i], error))
+            return false;
     if (count >= 1)
-        deviceNode = std::atoi(positional[0]);
+        deviceNode = numbers[0];
+    // A lone width is ignored.
     if (count >= 3)
-        frameSize = cv::Size(std::atoi(positional[1]), std::atoi(positional[2]));
+        frameSize = cv::Size(numbers[1], numbers[2]);
     if (count >= 4)
-        frameRate = std::atoi(positional[3]);
+        frameRate = numbers[3];
     return true;
 }
 

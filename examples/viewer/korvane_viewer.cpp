@@ -10,7 +10,9 @@
 #include <opencv2/core.hpp>
 #include <opencv2/highgui.hpp>
 
+#include "ToolOptions.h"
 #include "ViewerArguments.h"
+#include "WindowDisplay.h"
 #include "camera/KorvaneCamera.h"
 
 int main(int argc, char** argv)
@@ -19,7 +21,7 @@ int main(int argc, char** argv)
     std::string error;
     if (!arguments.parse(argc, argv, error)) {
         std::fprintf(stderr, "korvane_viewer: %s\n%s", error.c_str(), ViewerArguments::usage());
-        return 2;
+        return kBadArgumentsStatus;
     }
     if (arguments.help) {
         std::fputs(ViewerArguments::usage(), stdout);
@@ -31,6 +33,11 @@ int main(int argc, char** argv)
         camera.openVideo(arguments.videoSource);
     if (!camera.isOpened())
         return 1; // the camera has logged why
+    // Checked before any window call: without a display the window toolkit aborts.
+    if (!windowDisplayNamed()) {
+        std::fprintf(stderr, "korvane_viewer: the views need a display, and %s\n", kNoWindowDisplay);
+        return kBadArgumentsStatus;
+    }
 
     camera.setRawFrameSize(arguments.frameSize);
     camera.setRawFrameRate(arguments.frameRate);

@@ -1,8 +1,10 @@
 #include "Video_Node_Walk.h"
 
+#include "Extension_Unit_Class/Video_Node_Access.h"
+
+#include <cerrno>
 #include <memory>
 
-#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -29,6 +31,7 @@ void Video_Node_Walk::Visit(const Visitor& visitor)
     std::unique_ptr<udev_enumerate, Udev_Enumerate_Unref> enumerate(udev_enumerate_new(m_context));
     if (!enumerate)
         return;
+    Video_Node_Access::Forget_Denied();
     udev_enumerate_add_match_subsystem(enumerate.get(), "video4linux");
     udev_enumerate_scan_devices(enumerate.get());
     udev_list_entry* entry;
@@ -45,9 +48,11 @@ void Video_Node_Walk::Visit_Entry(const char* syspath, const Visitor& visitor)
     const char* node = udev_device_get_devnode(device.get());
     if (!node)
         return;
-    const int fd = open(node, O_RDWR | O_NONBLOCK);
-    if (fd < 0)
+    const int fd = Video_Node_Access::Open_Node(node);
+    if (fd < 0) {
+        Video_Node_Access::Note_Open_Failure(node, errno);
         return;
+    }
     v4l2_capability capability{};
     if (ioctl(fd, VIDIOC_QUERYCAP, &capability) < 0) {
         close(fd);

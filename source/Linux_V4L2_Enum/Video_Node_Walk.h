@@ -2,7 +2,8 @@
 #define KORVANE_LINUX_V4L2_ENUM_VIDEO_NODE_WALK_H
 
 // Visits every video4linux node known to libudev that opens and answers the
-// V4L2 capability query, in libudev's order.
+// V4L2 capability query, in libudev's order. Nodes it may not open are noted
+// in Video_Node_Access.
 
 #include "Extension_Unit_Class/Video_Node_Description.h"
 #include "Extension_Unit_Class/v4l2_dev_sys_data.h"

@@ -40,6 +40,26 @@ void DeviceTest::TearDown()
     VirtualModuleTest::TearDown();
 }
 
+void DeviceTest::shareModulesWithOtherUsers()
+{
+    namespace fs = std::filesystem;
+    const fs::path root = Testbed().Root_Dir();
+    fs::permissions(root, fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
+                              fs::perms::others_read | fs::perms::others_exec);
+    // A node's handler listens on a socket of the same name under ioctl/.
+    for (const char* directory : {"dev", "ioctl/dev"})
+        for (const auto& entry : fs::directory_iterator(root / directory))
+            fs::permissions(entry.path(), fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read |
+                                              fs::perms::group_write | fs::perms::others_read |
+                                              fs::perms::others_write);
+}
+
+void DeviceTest::denyNode(int videoNumber)
+{
+    const std::string node = Testbed().Root_Dir() + "/dev/video" + std::to_string(videoNumber);
+    std::filesystem::permissions(node, std::filesystem::perms::none);
+}
+
 VirtualModule& DeviceTest::addModule(int videoNumber) { return Add_Camera("2620", videoNumber); }
 
 VirtualModule& DeviceTest::addModule(const ModuleConfig& config) { return Testbed().Add_Module(config); }
@@ -88,6 +108,15 @@ void writeCalibrationFile(const std::string& path, int serialNumber, int positio
 }
 
 std::string sampleCalibrationPath() { return std::string(KORVANE_SOURCE_DIR) + "/data/sample_calibration.yml"; }
+
+std::vector<std::string> asUnprivilegedUser(std::vector<std::string> command)
+{
+    if (geteuid() != 0)
+        return command;
+    const std::vector<std::string> nobody = {"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    command.insert(command.begin(), nobody.begin(), nobody.end());
+    return command;
+}
 
 std::size_t openVideoNodes()
 {

@@ -27,6 +27,13 @@ protected:
     korvane::emulator::VirtualModule& addModule(int videoNumber);
     korvane::emulator::VirtualModule& addModule(const korvane::emulator::ModuleConfig& config);
 
+    // Lets other users reach the virtual modules added so far: the device
+    // tree's directories, and every video node for reading and writing.
+    void shareModulesWithOtherUsers();
+    // Takes away the permission to open /dev/video<videoNumber>, from every
+    // user but root.
+    void denyNode(int videoNumber);
+
     // The scratch directory that is also the working directory.
     const TempDir& work() const { return *m_work; }
     // Names in the working directory that start with "calib.".
@@ -52,6 +59,10 @@ std::string sampleCalibrationPath();
 
 // Descriptors of this process open on video nodes.
 std::size_t openVideoNodes();
+
+// A command line that runs command as the unprivileged user nobody when
+// this process is root (through setpriv), else as it is.
+std::vector<std::string> asUnprivilegedUser(std::vector<std::string> command);
 
 } // namespace korvane::test
 

@@ -281,6 +281,35 @@ TEST_F(Viewer, WithoutAModuleEndsWithStatusOne)
     EXPECT_EQ(status, 1) << "a source that cannot be opened: " << out;
 }
 
+TEST_F(Viewer, ADeviceNumberThatIsNoNumberIsRefusedWithUsage)
+{
+    addModule(0);
+    int status = -1;
+    const std::string output =
+        runProgram({KORVANE_VIEWER, "abc"}, {{"DISPLAY", ""}}, status, 30s, StandardError::Collected);
+    EXPECT_EQ(status, 2) << output;
+    EXPECT_EQ(output.substr(0, output.find('\n')), "korvane_viewer: deviceNode needs a whole number, not 'abc'");
+    EXPECT_NE(output.find("usage: korvane_viewer"), std::string::npos) << output;
+}
+
+// Without a display the window toolkit would abort the viewer at its first window.
+TEST_F(Viewer, WithoutADisplayItSaysSoAndEndsWithStatusTwo)
+{
+    addModule(0);
+    std::filesystem::create_directory(work().file("frames"));
+    korvane::synthetic::SyntheticStereoModule synthetic(cv::Size(928, 400));
+    ASSERT_TRUE(cv::imwrite(work().file("frames/frame_0000.png"), synthetic.renderFrame(0)));
+    int status = -1;
+    const std::string output =
+        runProgram({KORVANE_VIEWER, "--video", work().file("frames/frame_%04d.png"), "0", "928", "400"},
+                   {{"DISPLAY", ""}, {"WAYLAND_DISPLAY", ""}}, status, 40s, StandardError::Collected);
+    EXPECT_EQ(status, 2) << output;
+    EXPECT_NE(output.find("korvane_viewer: the views need a display, and DISPLAY and WAYLAND_DISPLAY are empty\n"),
+              std::string::npos)
+        << output;
+    EXPECT_EQ(output.find("Device Position Number:"), std::string::npos) << "nothing started: " << output;
+}
+
 TEST_F(Viewer, BadOptionIsRefusedWithUsage)
 {
     ChildProcess child({KORVANE_VIEWER, "--bogus"}, {{"DISPLAY", ""}}, StandardError::Collected);
@@ -323,7 +352,29 @@ TEST(ViewerArgumentsTest, AllPositionalArguments)
     const ViewerArguments all = parsed({"3", "928", "400", "15"});
     EXPECT_EQ(all.deviceNode, 3);
     EXPECT_EQ(all.frameRate, 15);
-    EXPECT_EQ(parsed({"abc"}).deviceNode, 0) << "read with atoi";
+    EXPECT_EQ(parsed({"-1"}).deviceNode, -1) << "any decimal whole number is taken";
+}
+
+// What is no decimal whole number is refused, named, rather than read as 0.
+TEST(ViewerArgumentsTest, ArgumentsThatAreNoNumbersAreRefused)
+{
+    const std::vector<std::pair<std::vector<const char*>, std::string>> cases = {
+        {{"abc"}, "deviceNode needs a whole number, not 'abc'"},
+        {{"0x1"}, "deviceNode needs a whole number, not '0x1'"},
+        {{""}, "deviceNode needs a whole number, not ''"},
+        {{"1", "wide"}, "width needs a whole number, not 'wide'"},
+        {{"1", "928", "4OO"}, "height needs a whole number, not '4OO'"},
+        {{"1", "928", "400", "30fps"}, "fps needs a whole number, not '30fps'"},
+        {{"1", "928", "400", "30", "5"}, "unexpected argument '5'"},
+    };
+    for (const auto& [args, message] : cases) {
+        std::vector<const char*> line = args;
+        line.insert(line.begin(), "korvane_viewer");
+        ViewerArguments arguments;
+        std::string error;
+        EXPECT_FALSE(arguments.parse(static_cast<int>(line.size()), line.data(), error)) << message;
+        EXPECT_EQ(error, message);
+    }
 }
 
 TEST(ViewerArgumentsTest, VideoSourceComesBeforeThePositionalArguments)

@@ -2,6 +2,8 @@
 #include <csignal>
 #include <fstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -72,12 +74,31 @@ TEST(MainJob, RunsOnTheSyntheticModuleWritesItsFilesAndStopsOnCtrlC)
     EXPECT_NE(endless.output().find("depth frames in"), std::string::npos);
 }
 
-TEST(MainJob, BadArgumentsPrintTheUsageAndExitWithTwo)
+TEST(MainJob, BadArgumentsAreNamedFirstThenTheUsageAndExitWithTwo)
 {
-    MainJob job({"--frames", "many"});
-    EXPECT_EQ(job.finish(20s), 2);
-    MainJob device({"--device", "3"}); // a module needs its calibration file
-    EXPECT_EQ(device.finish(20s), 2);
+    const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
+        {{"--frames", "many"}, "korvane_main: --frames needs a positive whole number, not 'many'"},
+        {{"--frames", "0"}, "korvane_main: --frames needs a positive whole number, not '0'"},
+        {{"--size", "100x100"}, "korvane_main: --size needs 928x400 or 1856x800, not '100x100'"},
+        {{"--rect", "640"}, "korvane_main: --rect needs WIDTHxHEIGHT in positive whole numbers, not '640'"},
+        {{"--device", "3"}, "korvane_main: --device needs --calib FILE, the module's calibration file"},
+        {{"--device", "three", "--calib", "c.yml"},
+         "korvane_main: --device needs a whole number, 0 or more, not 'three'"},
+        {{"--algorithm", "2"},
+         "korvane_main: --algorithm needs 0 (semi-global matching) or 1 (block matching), not '2'"},
+        {{"--frames"}, "korvane_main: --frames needs a value"},
+        {{"--bogus"}, "korvane_main: unknown option '--bogus'"},
+    };
+    for (const auto& [args, message] : cases) {
+        std::vector<std::string> line = args;
+        line.insert(line.begin(), KORVANE_MAIN_JOB);
+        int status = -1;
+        const std::string output =
+            korvane::test::runProgram(line, {}, status, 20s, korvane::test::StandardError::Collected);
+        EXPECT_EQ(status, 2) << message;
+        EXPECT_EQ(output.substr(0, output.find('\n')), message);
+        EXPECT_NE(output.find("Usage: korvane_main"), std::string::npos) << output;
+    }
     MainJob help({"--help"});
     EXPECT_EQ(help.finish(20s), 0);
     EXPECT_NE(help.output().find("Usage: korvane_main"), std::string::npos);

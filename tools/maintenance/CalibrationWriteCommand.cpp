@@ -1,6 +1,5 @@
 #include "CalibrationWriteCommand.h"
 
-#include <algorithm>
 #include <vector>
 
 #include "CalibrationFileCheck.h"
@@ -31,11 +30,12 @@ int runCalibWrite(ToolContext& context)
 {
     const std::string& path = context.argument(0);
     std::string why;
+    // Read once: the bytes checked are the bytes written, whatever becomes of the file meanwhile.
     std::vector<std::uint8_t> contents;
-    if (!CalibrationFileCheck::checkFile(path, why))
-        return context.fail(kExitInputRefused, "refusing " + path + ": " + why);
-    if (!readFileBytes(path, contents, why) || contents.size() > kBlockSize)
+    if (!readFileBytes(path, contents, why))
         return context.fail(kExitInputRefused, "cannot read " + path + ": " + why);
+    if (!CalibrationFileCheck::checkText(std::string(contents.begin(), contents.end()), why))
+        return context.fail(kExitInputRefused, "refusing " + path + ": " + why);
     auto module = context.openModule();
     if (!module)
         return kExitNoModule;
@@ -43,8 +43,8 @@ int runCalibWrite(ToolContext& context)
     if (!guard.takeBackup(*module, context.out()))
         return context.fail(kExitModuleFailed, "nothing was written: the user data could not be backed up");
 
-    std::vector<std::uint8_t> block(kBlockSize, 0);
-    std::copy(contents.begin(), contents.end(), block.begin());
+    std::vector<std::uint8_t> block = contents;
+    block.resize(kBlockSize, 0);
     const int status = Camera_Flash_W_Api(module->device(), kCalibrationPiece, block.data());
     if (status != 0)
         return failedWithBackup(context,

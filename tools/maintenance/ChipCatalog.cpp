@@ -1,5 +1,7 @@
 #include "ChipCatalog.h"
 
+#include <algorithm>
+
 #include "Extension_Unit_Class/Firmware_Form.h"
 #include "Extension_Unit_Class/ISP_TYPE.h"
 
@@ -31,6 +33,14 @@ const ChipFacts* chipFactsFor(const std::string& model)
         if (model == facts.model)
             return &facts;
     return nullptr;
+}
+
+std::uint32_t largestFirmwareArea()
+{
+    std::uint32_t largest = 0;
+    for (const ChipFacts& facts : kChips)
+        largest = std::max(largest, facts.firmwareArea);
+    return largest;
 }
 
 bool chipTakesImageType(const ChipFacts& facts, std::int32_t imageType)

@@ -32,6 +32,10 @@ struct ChipFacts
 // tool does not know.
 const ChipFacts* chipFactsFor(const std::string& model);
 
+// The firmware area of the chip with the largest one: no file the tool
+// writes to a module is larger.
+std::uint32_t largestFirmwareArea();
+
 // True when the chip's download takes an image of that FirmwareType value.
 bool chipTakesImageType(const ChipFacts& facts, std::int32_t imageType);
 

@@ -8,7 +8,9 @@
 #include "ChipCatalog.h"
 #include "ExitCode.h"
 #include "Extension_Unit_Class/Extension_Unit_Functions.h"
+#include "Extension_Unit_Class/Video_Node_Access.h"
 #include "FlashPartName.h"
+#include "PrintableText.h"
 #include "ToolContext.h"
 
 namespace korvane::maintenance {
@@ -47,21 +49,31 @@ std::string calibrationState(ModuleHandle& module, bool& readFailed)
            "\n                restore a backup (restore) or write a calibration file (calib-write)";
 }
 
+// Names every node the user may not open; false when there is none.
+bool reportDeniedNodes(ToolContext& context)
+{
+    const std::vector<std::string> denied = ModuleHandle::deniedNodes();
+    for (const std::string& node : denied)
+        context.fail(kExitNoModule, Video_Node_Access::Denied_Message(node));
+    return !denied.empty();
+}
+
 } // namespace
 
 int runList(ToolContext& context)
 {
     const auto modules = ModuleHandle::openAll();
     if (modules.empty())
-        return context.fail(kExitNoModule, "no module is attached");
+        return reportDeniedNodes(context) ? kExitNoModule : context.fail(kExitNoModule, "no module is attached");
     std::ostream& out = context.out();
     out << std::left << std::setw(13) << "NODE" << std::setw(10) << "CHIP" << std::setw(15) << "MODEL"
         << std::setw(11) << "VID:PID" << std::setw(17) << "SERIAL"
         << "FLASH\n";
     for (const auto& module : modules)
         out << std::setw(13) << module->devicePath() << std::setw(10) << chipName(*module) << std::setw(15)
-            << module->model() << std::setw(11) << vidPid(*module) << std::setw(17) << module->serialNumber()
-            << flashPart(*module) << "\n";
+            << module->model() << std::setw(11) << vidPid(*module) << std::setw(17)
+            << printableText(module->serialNumber()) << flashPart(*module) << "\n";
+    reportDeniedNodes(context);
     return kExitSuccess;
 }
 
@@ -72,10 +84,10 @@ int runInfo(ToolContext& context)
         return kExitNoModule;
     bool readFailed = false;
     const std::string calibration = calibrationState(*module, readFailed);
-    context.out() << "Identification: " << module->identification() << "\n"
+    context.out() << "Identification: " << printableText(module->identification()) << "\n"
                   << "Model:          " << module->model() << " (" << chipName(*module) << ")\n"
                   << "Node:           " << module->devicePath() << "\n"
-                  << "Serial:         " << module->serialNumber() << "\n"
+                  << "Serial:         " << printableText(module->serialNumber()) << "\n"
                   << "Flash part:     " << flashPart(*module) << "\n"
                   << "Calibration:    " << calibration << "\n";
     if (readFailed)

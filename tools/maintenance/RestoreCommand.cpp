@@ -1,6 +1,7 @@
 #include "RestoreCommand.h"
 
 #include "ExitCode.h"
+#include "PrintableText.h"
 #include "ToolContext.h"
 #include "UserDataBackup.h"
 #include "UserDataGuard.h"
@@ -18,13 +19,14 @@ int runRestore(ToolContext& context)
     if (!module)
         return kExitNoModule;
     if (backup.model != module->model())
-        return context.fail(kExitInputRefused, "refusing " + path + ": it holds the user data of a " + backup.model +
-                                                   " module, the module on " + module->devicePath() + " is a " +
-                                                   module->model());
+        return context.fail(kExitInputRefused, "refusing " + path + ": it holds the user data of a " +
+                                                   printableText(backup.model) + " module, the module on " +
+                                                   module->devicePath() + " is a " + module->model());
     if (backup.identification != module->identification() && !context.line().flag("--force"))
         return context.fail(kExitInputRefused, "refusing " + path + ": it was taken from module " +
-                                                   backup.identification + ", the module on " +
-                                                   module->devicePath() + " is " + module->identification() +
+                                                   printableText(backup.identification) + ", the module on " +
+                                                   module->devicePath() + " is " +
+                                                   printableText(module->identification()) +
                                                    "; add --force to write it anyway");
     UserDataGuard guard;
     if (!guard.takeBackup(*module, context.out()))
@@ -35,7 +37,7 @@ int runRestore(ToolContext& context)
                       << context.restoreCommand(path) << std::endl;
         return kExitModuleFailed;
     }
-    context.out() << "User data from " << path << " (taken " << backup.takenAt << ") written to "
+    context.out() << "User data from " << path << " (taken " << printableText(backup.takenAt) << ") written to "
                   << module->devicePath() << " and verified\n";
     return kExitSuccess;
 }

@@ -1,53 +1,44 @@
 #ifndef KORVANE_TOOLS_TOOLOPTIONS_H
 #define KORVANE_TOOLS_TOOLOPTIONS_H
 
-// What the small command-line tools share around their own option parsing:
-// the help and bad-argument exits and whole-text number values.
+// What the command-line programs share around their own option parsing: the
+// help and bad-argument exits, and value readers whose refusals name the
+// option and the text it was given.
 
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <functional>
 #include <optional>
+#include <string>
 
-// --help or -h alone prints the usage text on stdout and ends with 0;
-// arguments `parse` rejects print it on stderr and end with 2. Empty when
-// the tool goes on with its parsed options.
-inline std::optional<int> helpOrBadArguments(int argc, char** argv, const std::function<bool()>& parse,
-                                             const char* usage)
-{
-    if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
-        std::fputs(usage, stdout);
-        return 0;
-    }
-    if (!parse()) {
-        std::fputs(usage, stderr);
-        return 2;
-    }
-    return std::nullopt;
-}
+// The exit status of a program given bad arguments.
+constexpr int kBadArgumentsStatus = 2;
+
+// --help or -h alone prints the usage text on stdout and ends with 0; when
+// `parse` refuses the arguments, "<program>: <its error>" and the usage go
+// to stderr and the program ends with 2. Empty when it goes on with its
+// parsed options.
+std::optional<int> helpOrBadArguments(int argc, char** argv, const std::function<bool(std::string& error)>& parse,
+                                      const char* program, const char* usage);
+
+// "unknown option '<word>'", or "unexpected argument '<word>'" for a word
+// that is no option.
+std::string unknownArgument(const std::string& word);
+
+// "<option> needs <what>, not '<text>'".
+std::string badValue(const std::string& option, const std::string& what, const std::string& text);
+
+// The value after an option at argv[index], moving index onto it; false,
+// with "<option> needs a value" in error, when the option ends the line.
+bool takeValue(int argc, char** argv, int& index, const char*& value, std::string& error);
+
+// A whole text that is a decimal whole number from min to max; value is
+// left as it was otherwise and error names the option and the text.
+bool readWholeNumber(const std::string& option, const char* text, long min, long max, int& value,
+                     std::string& error);
 
 // A whole text that is a number, zero or more.
-inline bool readNonNegative(const char* text, double& value)
-{
-    char* end = nullptr;
-    errno = 0;
-    value = std::strtod(text, &end);
-    return errno == 0 && end != text && *end == '\0' && value >= 0;
-}
+bool readNonNegative(const std::string& option, const char* text, double& value, std::string& error);
 
-// A whole text that is a decimal whole number from 0 to 1000000000; `value`
-// is left as it was otherwise.
-inline bool readCount(const char* text, int& value)
-{
-    char* end = nullptr;
-    errno = 0;
-    const long v = std::strtol(text, &end, 10);
-    if (errno != 0 || end == text || *end != '\0' || v < 0 || v > 1000000000)
-        return false;
-    value = static_cast<int>(v);
-    return true;
-}
+// "WIDTHxHEIGHT", both positive whole numbers.
+bool readSize(const std::string& option, const char* text, int& width, int& height, std::string& error);
 
 #endif

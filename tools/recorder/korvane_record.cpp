@@ -1,8 +1,13 @@
 // Records what a camera delivers (the untouched side-by-side frames) to a
 // lossless FFV1/Matroska file that StereoCamera::openVideo plays back.
+#include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <string>
+
+#include <sys/stat.h>
 
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/videoio.hpp>
@@ -26,6 +31,7 @@ struct Options
     int height = 0;
 };
 
+const char* const kProgram = "korvane-record";
 const char* const kUsage = "Usage: korvane-record (--device N | --source FILE_OR_PIPELINE) --out FILE.mkv\n"
                            "                      [--frames K] [--fps F] [--size WxH]\n"
                            "Records the side-by-side frames of a camera losslessly (FFV1 in Matroska).\n"
@@ -36,37 +42,67 @@ const char* const kUsage = "Usage: korvane-record (--device N | --source FILE_OR
                            "  --size WxH     ask the device for this frame size (e.g. 1856x800)\n"
                            "Exit status: 0 done, 1 the source or the file failed, 2 bad arguments.\n";
 
-bool parse(int argc, char** argv, Options& o)
+bool takeOption(int argc, char** argv, int& index, Options& o, std::string& error)
 {
-    for (int i = 1; i < argc; ++i) {
-        const std::string arg = argv[i];
-        if (i + 1 >= argc)
-            return false;
-        const char* value = argv[++i];
-        double number = 0;
-        if (arg == "--device" && readNonNegative(value, number))
-            o.device = static_cast<int>(number);
-        else if (arg == "--source")
-            o.source = value;
-        else if (arg == "--out")
-            o.out = value;
-        else if (arg == "--frames" && readNonNegative(value, number))
-            o.frames = static_cast<int>(number);
-        else if (arg == "--fps" && readNonNegative(value, number))
-            o.fps = number;
-        else if (arg == "--size" && std::sscanf(value, "%dx%d", &o.width, &o.height) == 2)
-            continue;
-        else
-            return false;
+    const std::string option = argv[index];
+    const bool known = option == "--device" || option == "--source" || option == "--out" || option == "--frames" ||
+                       option == "--fps" || option == "--size";
+    if (!known) {
+        error = unknownArgument(option);
+        return false;
     }
-    return !o.out.empty() && ((o.device >= 0) != !o.source.empty());
+    const char* value = nullptr;
+    if (!takeValue(argc, argv, index, value, error))
+        return false;
+    if (option == "--device")
+        return readWholeNumber(option, value, 0, INT_MAX, o.device, error);
+    if (option == "--frames")
+        return readWholeNumber(option, value, 0, INT_MAX, o.frames, error);
+    if (option == "--fps")
+        return readNonNegative(option, value, o.fps, error);
+    if (option == "--size")
+        return readSize(option, value, o.width, o.height, error);
+    if (option == "--source")
+        o.source = value;
+    else
+        o.out = value;
+    return true;
+}
+
+bool parse(int argc, char** argv, Options& o, std::string& error)
+{
+    for (int i = 1; i < argc; ++i)
+        if (!takeOption(argc, argv, i, o, error))
+            return false;
+    if ((o.device >= 0) == !o.source.empty()) {
+        error = "give either --device N or --source FILE_OR_PIPELINE";
+        return false;
+    }
+    if (o.out.empty()) {
+        error = "give --out FILE.mkv, the file to record to";
+        return false;
+    }
+    return true;
+}
+
+bool isPipeline(const std::string& source) { return source.find(" ! ") != std::string::npos; }
+
+// Why a source that names a file cannot be one; empty when it may be.
+// Image-sequence patterns ("%04d") and pipelines are left to the video library.
+std::string sourceFileProblem(const std::string& source)
+{
+    if (isPipeline(source) || source.find('%') != std::string::npos)
+        return "";
+    struct stat info {};
+    if (stat(source.c_str(), &info) != 0)
+        return std::strerror(errno);
+    return S_ISREG(info.st_mode) ? "" : "it is not a regular file";
 }
 
 cv::VideoCapture openSource(const Options& o)
 {
     if (!o.source.empty())
-        return o.source.find(" ! ") != std::string::npos ? cv::VideoCapture(o.source, cv::CAP_GSTREAMER)
-                                                          : cv::VideoCapture(o.source);
+        return isPipeline(o.source) ? cv::VideoCapture(o.source, cv::CAP_GSTREAMER) : cv::VideoCapture(o.source);
     cv::VideoCapture capture(o.device, cv::CAP_ANY);
     if (o.width > 0 && o.height > 0) {
         capture.set(cv::CAP_PROP_FRAME_WIDTH, o.width);
@@ -80,12 +116,22 @@ cv::VideoCapture openSource(const Options& o)
 int main(int argc, char** argv)
 {
     Options o;
-    if (const auto status = helpOrBadArguments(argc, argv, [&] { return parse(argc, argv, o); }, kUsage))
+    const auto parseArguments = [&](std::string& error) { return parse(argc, argv, o, error); };
+    if (const auto status = helpOrBadArguments(argc, argv, parseArguments, kProgram, kUsage))
         return *status;
-    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
+    const std::string problem = o.source.empty() ? "" : sourceFileProblem(o.source);
+    if (!problem.empty()) {
+        std::fprintf(stderr, "%s: cannot open the source '%s': %s\n", kProgram, o.source.c_str(), problem.c_str());
+        return 1;
+    }
+    // The video library's own reports of a source it cannot open stay out of
+    // the way of the one line said here.
+    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
     cv::VideoCapture capture = openSource(o);
+    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_ERROR);
     if (!capture.isOpened()) {
-        std::fprintf(stderr, "Cannot open the source\n");
+        const std::string what = o.source.empty() ? "/dev/video" + std::to_string(o.device) : "'" + o.source + "'";
+        std::fprintf(stderr, "%s: cannot open the source %s\n", kProgram, what.c_str());
         return 1;
     }
     const double own = capture.get(cv::CAP_PROP_FPS);

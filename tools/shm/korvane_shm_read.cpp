@@ -10,6 +10,7 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include "ToolOptions.h"
+#include "WindowDisplay.h"
 #include "camera/SharedFrameReader.h"
 
 namespace {
@@ -32,29 +33,47 @@ const char* const kUsage = "Usage: korvane-shm-read --position N [--count K] [--
                            "  --show           show them in a window\n"
                            "Exit status: 0 done, 1 no segment or no image in time, 2 bad arguments.\n";
 
-bool parse(int argc, char** argv, Options& o)
+constexpr long kLargestNumber = 1000000000;
+
+bool takeOption(int argc, char** argv, int& index, Options& o, std::string& error)
 {
-    for (int i = 1; i < argc; ++i) {
-        const std::string arg = argv[i];
-        const bool hasValue = i + 1 < argc;
-        if (arg == "--position" && hasValue) {
-            if (!readCount(argv[++i], o.position))
-                return false;
-        } else if (arg == "--count" && hasValue) {
-            if (!readCount(argv[++i], o.count))
-                return false;
-        } else if (arg == "--timeout-ms" && hasValue) {
-            if (!readCount(argv[++i], o.timeoutMs))
-                return false;
-        } else if (arg == "--out" && hasValue) {
-            o.outDir = argv[++i];
-        } else if (arg == "--show") {
-            o.show = true;
-        } else {
-            return false;
-        }
+    const std::string option = argv[index];
+    if (option == "--show") {
+        o.show = true;
+        return true;
     }
-    return o.position >= 0;
+    const bool known = option == "--position" || option == "--count" || option == "--timeout-ms" || option == "--out";
+    if (!known) {
+        error = unknownArgument(option);
+        return false;
+    }
+    const char* value = nullptr;
+    if (!takeValue(argc, argv, index, value, error))
+        return false;
+    if (option == "--position")
+        return readWholeNumber(option, value, 0, kLargestNumber, o.position, error);
+    if (option == "--count")
+        return readWholeNumber(option, value, 0, kLargestNumber, o.count, error);
+    if (option == "--timeout-ms")
+        return readWholeNumber(option, value, 0, kLargestNumber, o.timeoutMs, error);
+    o.outDir = value;
+    return true;
+}
+
+bool parse(int argc, char** argv, Options& o, std::string& error)
+{
+    for (int i = 1; i < argc; ++i)
+        if (!takeOption(argc, argv, i, o, error))
+            return false;
+    if (o.position < 0) {
+        error = "give --position N, the position whose images to read";
+        return false;
+    }
+    if (o.show && !windowDisplayNamed()) {
+        error = std::string("--show needs a display, and ") + kNoWindowDisplay;
+        return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -62,7 +81,8 @@ bool parse(int argc, char** argv, Options& o)
 int main(int argc, char** argv)
 {
     Options o;
-    if (const auto status = helpOrBadArguments(argc, argv, [&] { return parse(argc, argv, o); }, kUsage))
+    const auto parseArguments = [&](std::string& error) { return parse(argc, argv, o, error); };
+    if (const auto status = helpOrBadArguments(argc, argv, parseArguments, "korvane-shm-read", kUsage))
         return *status;
     if (!o.outDir.empty() && mkdir(o.outDir.c_str(), 0755) != 0 && errno != EEXIST) {
         std::fprintf(stderr, "Cannot create %s: %s\n", o.outDir.c_str(), std::strerror(errno));

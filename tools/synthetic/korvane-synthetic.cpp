@@ -1,73 +1,87 @@
 // Writes the synthetic stereo module's set (frames, calibration and
 // configuration files, ground-truth depth) to a directory.
+#include <climits>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 
+#include "ToolOptions.h"
 #include "emulator/synthetic/SyntheticSetWriter.h"
 
 namespace {
 
 using korvane::synthetic::SyntheticSetWriter;
 
-void printUsage()
+constexpr int kNarrowestFov = 60; // degrees
+constexpr int kWidestFov = 140;
+
+const char* const kUsage = "usage: korvane-synthetic [--size 1856x800|928x400] [--frames N] [--rect WxH]\n"
+                           "                         [--hfov DEGREES] DIRECTORY\n"
+                           "Writes calibration.yml, config.yml, manifest.yml, frames/frame_%04d.png and\n"
+                           "depth/depth_%04d.tiff (ground truth, metres) into DIRECTORY.\n"
+                           "Defaults: --size 1856x800 --frames 60 --rect 640x480 --hfov 90\n";
+
+bool readModuleSize(const std::string& option, const char* text, cv::Size& size, std::string& error)
 {
-    std::fprintf(stderr,
-                 "usage: korvane-synthetic [--size 1856x800|928x400] [--frames N] [--rect WxH]\n"
-                 "                         [--hfov DEGREES] DIRECTORY\n"
-                 "Writes calibration.yml, config.yml, manifest.yml, frames/frame_%%04d.png and\n"
-                 "depth/depth_%%04d.tiff (ground truth, metres) into DIRECTORY.\n"
-                 "Defaults: --size 1856x800 --frames 60 --rect 640x480 --hfov 90\n");
+    cv::Size read;
+    if (readSize(option, text, read.width, read.height, error) &&
+        (read == cv::Size(1856, 800) || read == cv::Size(928, 400))) {
+        size = read;
+        return true;
+    }
+    error = badValue(option, "1856x800 or 928x400", text);
+    return false;
 }
 
-bool parseSize(const std::string& text, cv::Size& size)
+bool readFieldOfView(const std::string& option, const char* text, double& degrees, std::string& error)
 {
-    int width = 0;
-    int height = 0;
-    char separator = 0;
-    if (std::sscanf(text.c_str(), "%d%c%d", &width, &separator, &height) != 3 || separator != 'x' ||
-        width <= 0 || height <= 0)
+    double read = 0.0;
+    if (readNonNegative(option, text, read, error) && read >= kNarrowestFov && read <= kWidestFov) {
+        degrees = read;
+        return true;
+    }
+    error = badValue(option,
+                     "a number of degrees from " + std::to_string(kNarrowestFov) + " to " + std::to_string(kWidestFov),
+                     text);
+    return false;
+}
+
+bool takeOption(int argc, char** argv, int& index, SyntheticSetWriter::Options& options, std::string& error)
+{
+    const std::string option = argv[index];
+    const bool known = option == "--size" || option == "--rect" || option == "--frames" || option == "--hfov";
+    if (!known) {
+        error = unknownArgument(option);
         return false;
-    size = {width, height};
-    return true;
+    }
+    const char* value = nullptr;
+    if (!takeValue(argc, argv, index, value, error))
+        return false;
+    if (option == "--size")
+        return readModuleSize(option, value, options.rawSize, error);
+    if (option == "--rect")
+        return readSize(option, value, options.rectifiedSize.width, options.rectifiedSize.height, error);
+    if (option == "--frames")
+        return readWholeNumber(option, value, 1, INT_MAX, options.frameCount, error);
+    return readFieldOfView(option, value, options.hFovDegrees, error);
 }
 
-bool parsePositive(const std::string& text, double& value)
-{
-    char* end = nullptr;
-    value = std::strtod(text.c_str(), &end);
-    return end && *end == '\0' && value > 0.0;
-}
-
-// Fills options and directory from the command line; false on bad usage.
-bool parseArguments(int argc, char** argv, SyntheticSetWriter::Options& options, std::string& directory)
+// Fills options and directory from the command line; false, with what is
+// wrong in error, on bad usage.
+bool parseArguments(int argc, char** argv, SyntheticSetWriter::Options& options, std::string& directory,
+                    std::string& error)
 {
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
-        const bool hasValue = i + 1 < argc;
-        double number = 0.0;
-        if (arg == "--size" && hasValue) {
-            if (!parseSize(argv[++i], options.rawSize) ||
-                !(options.rawSize == cv::Size(1856, 800) || options.rawSize == cv::Size(928, 400)))
-                return false;
-        } else if (arg == "--rect" && hasValue) {
-            if (!parseSize(argv[++i], options.rectifiedSize))
-                return false;
-        } else if (arg == "--frames" && hasValue) {
-            if (!parsePositive(argv[++i], number) || number != static_cast<int>(number))
-                return false;
-            options.frameCount = static_cast<int>(number);
-        } else if (arg == "--hfov" && hasValue) {
-            if (!parsePositive(argv[++i], number) || number < 60.0 || number > 140.0)
-                return false;
-            options.hFovDegrees = number;
-        } else if (!arg.empty() && arg[0] != '-' && directory.empty()) {
+        if (!arg.empty() && arg[0] != '-' && directory.empty())
             directory = arg;
-        } else {
+        else if (!takeOption(argc, argv, i, options, error))
             return false;
-        }
     }
-    return !directory.empty();
+    if (directory.empty()) {
+        error = "give the DIRECTORY to write into";
+        return false;
+    }
+    return true;
 }
 
 } // namespace
@@ -76,10 +90,9 @@ int main(int argc, char** argv)
 {
     SyntheticSetWriter::Options options;
     std::string directory;
-    if (!parseArguments(argc, argv, options, directory)) {
-        printUsage();
-        return 2;
-    }
+    const auto parse = [&](std::string& error) { return parseArguments(argc, argv, options, directory, error); };
+    if (const auto status = helpOrBadArguments(argc, argv, parse, "korvane-synthetic", kUsage))
+        return *status;
     SyntheticSetWriter writer(options);
     writer.onProgress([&](int done) {
         std::printf("\rframe %d of %d", done, options.frameCount);

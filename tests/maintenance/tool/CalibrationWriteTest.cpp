@@ -3,9 +3,14 @@
 // failure names.
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
+#include <filesystem>
+
+#include <pthread.h>
 
 #include <gtest/gtest.h>
 
+#include "ChipCatalog.h"
 #include "Extension_Unit_Class/Extension_Unit_Templates.h"
 #include "ToolTestSupport.h"
 #include "UserDataBackup.h"
@@ -17,6 +22,34 @@ using korvane::emulator::VirtualModule;
 using korvane::maintenance::UserDataBackup;
 
 namespace {
+
+// A file put in place of another when this process next forks: the
+// calibration check parses the file's text in a child process, so the
+// replacement lands after the file was read and checked.
+struct ForkReplacement
+{
+    std::string replacement;
+    std::string path;
+    bool armed = false;
+    bool done = false;
+};
+
+ForkReplacement g_forkReplacement;
+
+void replaceBeforeFork()
+{
+    if (!g_forkReplacement.armed)
+        return;
+    g_forkReplacement.armed = false;
+    g_forkReplacement.done = std::rename(g_forkReplacement.replacement.c_str(), g_forkReplacement.path.c_str()) == 0;
+}
+
+void replaceOnNextFork(const std::string& replacement, const std::string& path)
+{
+    static const bool registered = pthread_atfork(replaceBeforeFork, nullptr, nullptr) == 0;
+    ASSERT_TRUE(registered);
+    g_forkReplacement = {replacement, path, true, false};
+}
 
 std::vector<std::uint8_t> blockOf(const std::string& text)
 {
@@ -99,6 +132,44 @@ TEST_F(CalibWrite, BacksUpWritesAndReadsTheBlockBack)
     }
     EXPECT_GT(lastWrite, 0u);
     EXPECT_GT(lastRead, lastWrite);
+}
+
+TEST_F(CalibWrite, WritesTheBytesItCheckedThoughTheFileIsReplacedAfterTheCheck)
+{
+    VirtualModule& module = factoryModule();
+    const std::string path = newCalibration();
+    const std::string checked = readFile(path);
+    const std::string other = "%YAML:1.0\n---\nnot: a calibration\n";
+    replaceOnNextFork(work().write("other.yml", other), path);
+
+    const ToolRun run = runTool({"calib-write", path});
+    g_forkReplacement.armed = false;
+    ASSERT_TRUE(g_forkReplacement.done) << "the file was not replaced during the check";
+    ASSERT_EQ(readFile(path), other);
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_EQ(flashBytes(module, userPieceAddress(0), 4096), blockOf(checked));
+    EXPECT_TRUE(contains(run.out, "Calibration " + path + " (" + std::to_string(checked.size()) + " bytes) written"))
+        << run.out;
+}
+
+TEST_F(CalibWrite, InputsThatAreNotRegularFilesOrTooLargeAreRefusedBeforeAnyTraffic)
+{
+    VirtualModule& module = factoryModule();
+    std::filesystem::create_directory(work().file("calibrations"));
+    ToolRun run = runTool({"calib-write", work().file("calibrations")});
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, "korvane-maintenance: cannot read " + work().file("calibrations") +
+                           ": it is a directory, not a regular file\n");
+
+    const std::uint32_t largest = korvane::maintenance::largestFirmwareArea();
+    const std::string huge = work().write("huge.yml", "");
+    std::filesystem::resize_file(huge, largest + 1);
+    run = runTool({"calib-write", huge});
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, "korvane-maintenance: cannot read " + huge + ": it is " + std::to_string(largest + 1) +
+                           " bytes, more than the largest firmware area (" + std::to_string(largest) + " bytes)\n");
+    EXPECT_TRUE(module.Queries().empty());
+    EXPECT_TRUE(backupFiles().empty());
 }
 
 TEST_F(CalibWrite, AFileThatIsNotACalibrationIsRefusedBeforeAnyTraffic)

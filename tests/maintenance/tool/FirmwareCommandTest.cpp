@@ -3,11 +3,13 @@
 // rewrites it, through every failure of the write-back.
 #include <cerrno>
 #include <chrono>
+#include <filesystem>
 #include <thread>
 
 #include <gtest/gtest.h>
 
 #include "Extension_Unit_Class/Extension_Unit_Templates.h"
+#include "ChipCatalog.h"
 #include "Firmware_Image_Generator.h"
 #include "ToolTestSupport.h"
 #include "camera/KorvaneCamera.h"
@@ -147,6 +149,33 @@ TEST_F(FirmwareCommand, UnreadableAndEmptyImagesAreRefused)
     EXPECT_EQ(run.err, "korvane-maintenance: cannot read " + work().file("empty.bin") + ": the file is empty\n");
     run = runTool({"firmware", work().file("absent.bin"), "--wait", "soon"});
     EXPECT_EQ(run.status, 2);
+    EXPECT_TRUE(module.Queries().empty());
+}
+
+TEST_F(FirmwareCommand, InputsThatAreNotRegularFilesAreRefusedBeforeAnyTraffic)
+{
+    VirtualModule& module = calibratedModule();
+    std::filesystem::create_directory(work().file("images"));
+    const ToolRun run = runTool({"firmware", work().file("images")});
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, "korvane-maintenance: cannot read " + work().file("images") +
+                           ": it is a directory, not a regular file\n");
+    EXPECT_TRUE(module.Queries().empty());
+    EXPECT_TRUE(backupFiles().empty());
+}
+
+TEST_F(FirmwareCommand, AFileLargerThanEveryFirmwareAreaIsRefusedUnread)
+{
+    VirtualModule& module = calibratedModule();
+    const std::uint32_t largest = korvane::maintenance::largestFirmwareArea();
+    const std::string path = work().write("huge.bin", "");
+    std::filesystem::resize_file(path, largest + 1);
+    const std::string expected = "korvane-maintenance: cannot read " + path + ": it is " +
+                                 std::to_string(largest + 1) + " bytes, more than the largest firmware area (" +
+                                 std::to_string(largest) + " bytes)\n";
+    const ToolRun run = runTool({"firmware", path});
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, expected);
     EXPECT_TRUE(module.Queries().empty());
 }
 

@@ -8,6 +8,7 @@
 
 #include "CommandTable.h"
 #include "Extension_Unit_Class/Extension_Unit_Templates.h"
+#include "Extension_Unit_Class/camera_api.h"
 #include "ToolTestSupport.h"
 #include "support/TempDir.h"
 
@@ -82,6 +83,39 @@ TEST_F(ModuleCommands, InfoReportsAValidCalibration)
                        "Serial:         A1\n"
                        "Flash part:     MX25L512\n"
                        "Calibration:    valid calibration file\n");
+}
+
+// Control characters in the module's USB strings reach no terminal raw.
+TEST_F(ModuleCommands, DeviceStringsArePrintedWithTheirControlCharactersEscaped)
+{
+    ModuleConfig config = korvane::emulator::Camera_Module("2620", 0);
+    // The virtual module's device description reads "\\n" as a line end.
+    config.serial = "KV\x1b[2J\\nX";
+    config.manufacturer = "Maker\x1b]0;title\x07\\nInc";
+    config.product = "Cam\x1b[31m\\nred";
+    addModule(config);
+    int count = 0;
+    ASSERT_EQ(Camera_Count(&count), 0);
+    _Device_Point_* device = Camera_Device_Point_Init(0);
+    ASSERT_NE(device, nullptr);
+    info_camera_String strings{};
+    Camera_Get_Info_String_Api(device, &strings);
+    Camera_Device_Point_UnInit(&device);
+    Camera_UnInit();
+    ASSERT_STREQ(strings.iSerialNumber, "KV\x1b[2J\nX");
+    ASSERT_STREQ(strings.iManufacturer, "Maker\x1b]0;title\x07\nInc");
+
+    const std::string serial = "KV\\x1b[2J\\x0aX";
+    const ToolRun list = runTool({"list"});
+    EXPECT_EQ(list.status, 0) << list.err;
+    EXPECT_EQ(list.out, "NODE         CHIP      MODEL          VID:PID    SERIAL           FLASH\n"
+                        "/dev/video0  SPCA2620  QLV_8M_1       1bcf:2cd1  " + serial + "   MX25L512\n");
+    const ToolRun info = runTool({"info"});
+    EXPECT_EQ(lineWith(info.out, "Identification:"), "Identification: 100-100-7119-" + serial);
+    EXPECT_EQ(lineWith(info.out, "Serial:"), "Serial:         " + serial);
+    for (const ToolRun& run : {list, info})
+        for (char c : run.out + run.err)
+            EXPECT_TRUE(c == '\n' || (c >= 0x20 && c < 0x7F)) << "byte " << int(static_cast<unsigned char>(c));
 }
 
 TEST_F(ModuleCommands, InfoWarnsOfAFlashThatLostItsCalibration)

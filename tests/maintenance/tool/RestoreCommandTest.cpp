@@ -62,6 +62,36 @@ TEST_F(RestoreCommand, WritesTheBackupBackToItsModuleWithVerify)
     EXPECT_EQ(backupFiles().size(), 2u);
 }
 
+// What a backup file says of its module is printed with its control characters escaped.
+TEST_F(RestoreCommand, TheBackupsTextsArePrintedEscaped)
+{
+    moduleWith("2620", 0, "FIRST", 1);
+    const std::string path = backupOf(0);
+    korvane::maintenance::UserDataBackup backup;
+    std::string why;
+    ASSERT_TRUE(korvane::maintenance::UserDataBackup::load(path, backup, why)) << why;
+    backup.identification = "100-100-7119-\x1b[2J\nOTHER";
+    backup.takenAt = "2026-11-21T09:13:53Z\x1b[8m";
+    const std::vector<std::uint8_t> bytes = backup.toBytes();
+    const std::string other = work().write("other.kvbackup", std::string(bytes.begin(), bytes.end()));
+
+    ToolRun run = runTool({"restore", other});
+    EXPECT_EQ(run.status, 4);
+    EXPECT_EQ(run.err, "korvane-maintenance: refusing " + other + ": it was taken from module "
+                       "100-100-7119-\\x1b[2J\\x0aOTHER, the module on /dev/video0 is 100-100-7119-FIRST; add "
+                       "--force to write it anyway\n");
+    run = runTool({"restore", other, "--force"});
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_TRUE(contains(run.out, "(taken 2026-11-21T09:13:53Z\\x1b[8m) written to /dev/video0")) << run.out;
+
+    backup.model = "QLV_8M_1\x1b[2J";
+    const std::vector<std::uint8_t> modelBytes = backup.toBytes();
+    const std::string model = work().write("model.kvbackup", std::string(modelBytes.begin(), modelBytes.end()));
+    run = runTool({"restore", model});
+    EXPECT_EQ(run.status, 4);
+    EXPECT_TRUE(contains(run.err, "it holds the user data of a QLV_8M_1\\x1b[2J module")) << run.err;
+}
+
 TEST_F(RestoreCommand, ABackupOfAnotherModuleIsRefusedWithoutForce)
 {
     moduleWith("2620", 0, "FIRST", 1);

@@ -12,6 +12,7 @@
 #include "FlashPartName.h"
 #include "GpioCommands.h"
 #include "NumberArgument.h"
+#include "PrintableText.h"
 
 namespace korvane::maintenance {
 namespace {
@@ -115,6 +116,22 @@ TEST(ChipCatalog, EveryPlanCountsOneHundredPercent)
         EXPECT_FLOAT_EQ(steps / plan.stepsPerPercent, 100.0f) << model;
         EXPECT_EQ(static_cast<std::uint32_t>(plan.sectors) * 4096, facts->firmwareArea) << model;
     }
+}
+
+TEST(ChipCatalog, TheLargestFirmwareAreaIsThatOfTheLargestChip)
+{
+    EXPECT_EQ(largestFirmwareArea(), chipFactsFor("QLVR_56_2")->firmwareArea);
+    EXPECT_EQ(largestFirmwareArea(), 0xC0000u);
+}
+
+TEST(PrintableText, EscapesEveryByteOutsidePrintableAscii)
+{
+    EXPECT_EQ(printableText("KV0001 Stereo-Cam_1.0 (x)"), "KV0001 Stereo-Cam_1.0 (x)");
+    EXPECT_EQ(printableText("a\x1b[2Jb\nc\td\x7f"), "a\\x1b[2Jb\\x0ac\\x09d\\x7f");
+    EXPECT_EQ(printableText(std::string("nul\0end", 7)), "nul\\x00end");
+    EXPECT_EQ(printableText("caf\xc3\xa9"), "caf\\xc3\\xa9");
+    EXPECT_EQ(printableText("back\\slash \\x1b"), "back\\\\slash \\\\x1b") << "an escape cannot be forged";
+    EXPECT_EQ(printableText(""), "");
 }
 
 TEST(FlashPartName, NamesWithoutTheirPrefix)

@@ -1,5 +1,10 @@
 // korvane-maintenance as a program: its exit statuses and output streams,
 // with the virtual modules of this test seen through the inherited environment.
+#include <cstdlib>
+#include <map>
+
+#include <sys/stat.h>
+
 #include <gtest/gtest.h>
 
 #include "support/ChildProcess.h"
@@ -43,6 +48,63 @@ TEST_F(ToolProgram, ListsTheModulesAndSaysWhenThereAreNone)
     run = runProgramTool({"list"});
     EXPECT_EQ(run.status, 0);
     EXPECT_NE(lineWith(run.out, "/dev/video0  SPCA2620  QLV_8M_1"), "") << run.out;
+}
+
+// Special files are refused unread. Should the tool read one whole, the
+// allocator's limit ends it quickly instead of filling the memory.
+TEST_F(ToolProgram, SpecialFilesAreRefusedUnread)
+{
+    addModule(0);
+    const char* asan = std::getenv("ASAN_OPTIONS");
+    const std::map<std::string, std::string> bounded = {
+        {"ASAN_OPTIONS", std::string(asan ? asan : "") + ":max_allocation_size_mb=64:allocator_may_return_null=0"}};
+    const std::string fifo = work().file("image.fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const std::vector<std::pair<std::string, std::string>> files = {{"/dev/zero", "a character device"},
+                                                                     {fifo, "a FIFO"}};
+    for (const auto& [path, kind] : files) {
+        int status = -1;
+        const std::string output = runProgram({KORVANE_MAINTENANCE_TOOL, "firmware", path}, bounded, status, 20s,
+                                              StandardError::Collected);
+        EXPECT_EQ(status, 4) << output;
+        EXPECT_EQ(output, "korvane-maintenance: cannot read " + path + ": it is " + kind + ", not a regular file\n");
+    }
+}
+
+// A user who may not open a module's node is told so, not that there is no module.
+TEST_F(ToolProgram, ANodeThatMayNotBeOpenedIsNamedWithWhatToDo)
+{
+    addModule(0);
+    shareModulesWithOtherUsers();
+    denyNode(0);
+    const std::string denied =
+        "korvane-maintenance: permission denied on /dev/video0: install the udev rules or join the plugdev group\n";
+    const std::vector<std::vector<std::string>> commands = {{"list"}, {"info"}, {"info", "--device", "0"}};
+    for (const std::vector<std::string>& command : commands) {
+        std::vector<std::string> line = {KORVANE_MAINTENANCE_TOOL};
+        line.insert(line.end(), command.begin(), command.end());
+        int status = -1;
+        const std::string output = runProgram(asUnprivilegedUser(line), {}, status, 30s, StandardError::Collected);
+        EXPECT_EQ(status, 3) << command.back();
+        EXPECT_EQ(output, denied) << command.back();
+    }
+
+    // A module the user may open is served; the denied node is still named.
+    korvane::emulator::ModuleConfig second = korvane::emulator::Camera_Module("2620", 2);
+    second.serial = "SECOND";
+    addModule(second);
+    shareModulesWithOtherUsers();
+    denyNode(0);
+    int status = -1;
+    std::string output = runProgram(asUnprivilegedUser({KORVANE_MAINTENANCE_TOOL, "list"}), {}, status, 30s,
+                                    StandardError::Collected);
+    EXPECT_EQ(status, 0) << output;
+    EXPECT_NE(lineWith(output, "/dev/video2  SPCA2620"), "") << output;
+    EXPECT_TRUE(contains(output, denied)) << output;
+    output = runProgram(asUnprivilegedUser({KORVANE_MAINTENANCE_TOOL, "info", "--device", "2"}), {}, status, 30s,
+                        StandardError::Collected);
+    EXPECT_EQ(status, 0) << output;
+    EXPECT_EQ(lineWith(output, "Serial:"), "Serial:         SECOND") << output;
 }
 
 TEST_F(ToolProgram, ARefusedImageEndsWithStatusFour)

@@ -1,9 +1,11 @@
 #include "ModuleHandle.h"
 
+#include <algorithm>
 #include <cstring>
 #include <thread>
 
 #include "Extension_Unit_Class/Extension_Unit_Functions.h"
+#include "Extension_Unit_Class/Video_Node_Access.h"
 #include "camera/ModuleIdentification.h"
 
 namespace korvane::maintenance {
@@ -38,16 +40,18 @@ std::unique_ptr<ModuleHandle> ModuleHandle::openByNode(int node, std::string& er
 {
     const std::string wanted = kVideoPrefix + std::to_string(node);
     auto modules = openAll();
-    if (modules.empty()) {
-        error = "no module is attached";
-        return nullptr;
-    }
     for (auto& module : modules)
         if (module->devicePath() == wanted)
             return std::move(module);
-    error = "no module on " + wanted;
+    const std::vector<std::string> denied = deniedNodes();
+    if (std::find(denied.begin(), denied.end(), wanted) != denied.end())
+        error = Video_Node_Access::Denied_Message(wanted);
+    else
+        error = modules.empty() ? "no module is attached" : "no module on " + wanted;
     return nullptr;
 }
+
+std::vector<std::string> ModuleHandle::deniedNodes() { return Video_Node_Access::Denied_Nodes(); }
 
 std::unique_ptr<ModuleHandle> ModuleHandle::waitForIdentification(const std::string& identification, int rounds,
                                                                   std::chrono::milliseconds pause)

@@ -20,8 +20,10 @@ public:
     // Every module on the camera list, enumerated afresh, in list order.
     static std::vector<std::unique_ptr<ModuleHandle>> openAll();
     // The module on /dev/video<node>; null, with the reason in error, when
-    // there is none.
+    // there is none (or when this user may not open the node).
     static std::unique_ptr<ModuleHandle> openByNode(int node, std::string& error);
+    // The video nodes the last enumeration could not open for want of permission.
+    static std::vector<std::string> deniedNodes();
     // The module whose identification string is identification, building the
     // camera list anew up to rounds times with pause between; null when it
     // did not come.

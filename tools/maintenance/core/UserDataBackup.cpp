@@ -16,6 +16,7 @@
 #include <zlib.h>
 
 #include "ModuleHandle.h"
+#include "PrintableText.h"
 #include "UserDataLayout.h"
 
 namespace korvane::maintenance {
@@ -250,7 +251,8 @@ bool UserDataBackup::writeTo(ModuleHandle& module, std::string& why) const
         return false;
     // Another chip keeps its user data elsewhere: its pieces would land in the wrong place.
     if (model != module.model()) {
-        why = "the backup was taken from a module of model " + model + ", this module is of model " + module.model();
+        why = "the backup was taken from a module of model " + printableText(model) + ", this module is of model " +
+              module.model();
         return false;
     }
     if (pieces.size() != layout.pieceCount()) {

@@ -3,6 +3,7 @@
 #include <thread>
 
 #include "ModuleHandle.h"
+#include "PrintableText.h"
 
 namespace korvane::maintenance {
 
@@ -69,7 +70,7 @@ bool UserDataGuard::restoreAfterDownload(std::chrono::milliseconds wait, std::os
     std::this_thread::sleep_for(kRound);
     auto module = ModuleHandle::waitForIdentification(m_backup.identification, roundsWithin(wait), kRound);
     if (!module) {
-        reportFailure("the module " + m_backup.identification + " did not come back within " +
+        reportFailure("the module " + printableText(m_backup.identification) + " did not come back within " +
                           std::to_string(std::chrono::duration_cast<std::chrono::seconds>(wait).count()) + " s",
                       m_deviceNode, out);
         return false;
@@ -86,7 +87,7 @@ bool UserDataGuard::restoreAfterDownload(std::chrono::milliseconds wait, std::os
 std::string UserDataGuard::waitingLine(const std::string& identification, std::chrono::milliseconds wait)
 {
     return "Waiting up to " + std::to_string(std::chrono::duration_cast<std::chrono::seconds>(wait).count()) +
-           " s for the module " + identification + " to come back\n";
+           " s for the module " + printableText(identification) + " to come back\n";
 }
 
 std::string UserDataGuard::restoreCommand(int deviceNode, const std::string& path)
