@@ -32,7 +32,8 @@ private:
     friend class Video_Node_Walk;
 
     static void Forget_Denied();
-    // Remembers the node when error is EACCES or EPERM.
+    // Remembers the node when error is EACCES or EPERM, and names it in the
+    // library's log when one is set.
     static void Note_Open_Failure(const char* node, int error);
 };
 

@@ -1,6 +1,9 @@
 #include "Extension_Unit_Class/Video_Node_Access.h"
 
+#include "Extension_Unit_Class/camera_api.h"
+
 #include <cerrno>
+#include <cstdio>
 #include <mutex>
 
 #include <fcntl.h>
@@ -48,6 +51,8 @@ void Video_Node_Access::Note_Open_Failure(const char* node, int error)
 {
     if (!Is_Permission_Error(error))
         return;
+    if (FILE* log = Camera_Log_Stream())
+        std::fprintf(log, "%s\n", Denied_Message(node).c_str());
     std::lock_guard<std::mutex> lock(g_deniedMutex);
     g_denied.emplace_back(node);
 }

@@ -1,16 +1,21 @@
 // Lists the cameras and video devices it finds, one line each; the launcher
-// test runs it against virtual modules.
+// test runs it against virtual modules. With --log the library's log goes
+// to standard error.
 
 #include "Extension_Unit_Class/CameraDevice.h"
+#include "Extension_Unit_Class/camera_api.h"
 #include "Extension_Unit_Class/usb_video_enum.h"
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include <libudev.h>
 
-int main()
+int main(int argc, char** argv)
 {
+    if (argc > 1 && std::strcmp(argv[1], "--log") == 0)
+        SetLog(stderr);
     CameraDevice cameras;
     const int count = cameras.Init();
     std::printf("cameras %d\n", count);
