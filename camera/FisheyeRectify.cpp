@@ -1,5 +1,7 @@
 #include "FisheyeRectify.h"
 
+#include "GuardedMutex.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -49,7 +51,7 @@ public:
     std::shared_ptr<const RowSpans> spans(int rows, int cols, int radius)
     {
         const Key key{rows, cols, radius};
-        std::lock_guard<std::mutex> lock(m_mutex);
+        korvane::GuardedMutex::Lock lock(m_mutex);
         auto found = m_entries.find(key);
         if (found != m_entries.end())
             return found->second;
@@ -66,8 +68,8 @@ private:
     using Key = std::tuple<int, int, int>;
     static constexpr size_t kMaxEntries = 8;
 
-    std::mutex m_mutex; // guards m_entries
-    std::map<Key, std::shared_ptr<const RowSpans>> m_entries;
+    korvane::GuardedMutex m_mutex; // guards m_entries
+    std::map<Key, std::shared_ptr<const RowSpans>> m_entries KORVANE_GUARDED_BY(m_mutex);
 };
 
 CircleSpanCache& circleSpanCache()

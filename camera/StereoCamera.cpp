@@ -68,8 +68,9 @@ bool StereoCamera::openCapture(bool fromFile)
         return false;
     }
     if (fromFile) {
-        m_capture->set(cv::CAP_PROP_FRAME_WIDTH, FrameSize.width);
-        m_capture->set(cv::CAP_PROP_FRAME_HEIGHT, FrameSize.height);
+        const cv::Size size = rawFrameSize();
+        m_capture->set(cv::CAP_PROP_FRAME_WIDTH, size.width);
+        m_capture->set(cv::CAP_PROP_FRAME_HEIGHT, size.height);
         m_capture->set(cv::CAP_PROP_FPS, m_frameRate);
     }
     if (m_capture->isOpened())
@@ -115,7 +116,7 @@ bool StereoCamera::setRawFrameSize(cv::Size size)
         return false;
     }
     {
-        std::lock_guard<std::mutex> lock(m_settingsMutex);
+        korvane::GuardedMutex::Lock lock(m_settingsMutex);
         FrameSize = size;
     }
     if (!m_capture)
@@ -137,8 +138,10 @@ int StereoCamera::getDeviceNode() { return DeviceNode; }
 int StereoCamera::getPosNumber() { return m_posNumber; }
 int StereoCamera::getSerialNumber() { return m_serialNumber; }
 float StereoCamera::getRawFrameRate() { return m_frameRate; }
-cv::Size StereoCamera::getRawFrameSize()
+cv::Size StereoCamera::getRawFrameSize() { return rawFrameSize(); }
+
+cv::Size StereoCamera::rawFrameSize() const
 {
-    std::lock_guard<std::mutex> lock(m_settingsMutex);
+    korvane::GuardedMutex::Lock lock(m_settingsMutex);
     return FrameSize;
 }

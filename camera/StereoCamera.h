@@ -16,6 +16,7 @@
 #include <opencv2/videoio.hpp>
 
 #include "FisheyeRectify.h"
+#include "GuardedMutex.h"
 #include "SystemLog.h"
 
 namespace cv {
@@ -170,11 +171,11 @@ protected:
     double m_lonLatDivisor = 222.0;   // divisor of the longitude-latitude view angle
     double m_panoramicAngle = 180.0;  // longitude-latitude view angle, degrees
     int Depthmode = 1;                // 1 longitude-latitude, 2 perspective
-    cv::VideoWriter m_videoWriter;
-    cv::Size FrameSize;               // raw side-by-side frame size
+    cv::VideoWriter m_videoWriter KORVANE_GUARDED_BY(m_writerMutex);
+    cv::Size FrameSize KORVANE_GUARDED_BY(m_settingsMutex); // raw side-by-side frame size
     cv::Size RectifyFrameSize;        // size of each rectified image
-    TimeFrame m_rawFrame;             // newest raw pair
-    TimeFrame m_disparityFrame;       // newest centre image and disparity
+    TimeFrame m_rawFrame KORVANE_GUARDED_BY(m_frameMutex);           // newest raw pair
+    TimeFrame m_disparityFrame KORVANE_GUARDED_BY(m_computeMutex);   // newest centre image and disparity
 
     // Calibration (loaded) and the rectified camera matrix P (built).
     cv::Mat LeftXi;
@@ -198,21 +199,24 @@ protected:
 
     std::unique_ptr<SystemLog> m_log;
     std::string m_logName = "StereoCamera";
-    std::mutex m_frameMutex;          // guards m_rawFrame
-    std::mutex m_computeMutex;        // guards m_disparityFrame
+    // Lock order: m_fetchMutex, then m_frameMutex, then m_writerMutex.
+    // m_computeMutex and m_settingsMutex are leaves: nothing else is taken
+    // while either is held.
+    korvane::GuardedMutex m_frameMutex KORVANE_ACQUIRED_BEFORE(m_writerMutex); // guards m_rawFrame and its counters
+    korvane::GuardedMutex m_computeMutex; // guards m_disparityFrame, its counter and the publishing turn
     std::condition_variable m_frameCondition;   // a new raw pair was stored
     std::condition_variable m_computeCondition; // a new disparity was stored
     std::unique_ptr<cv::VideoCapture> m_capture;
     std::unique_ptr<std::thread> m_captureThread;
     std::unique_ptr<std::thread> m_computeThread;
 
-    std::uint64_t m_rawFrameCount = 0;      // publications of m_rawFrame, guarded by m_frameMutex
-    bool m_captureRunning = false;          // worker loop alive, guarded by m_frameMutex
-    std::mutex m_writerMutex;               // guards m_videoWriter
-    mutable std::mutex m_settingsMutex;     // guards FrameSize and m_receiverNetwork while capture runs
-    std::string m_receiverNetwork = "192.168.1.";
-    std::uint64_t m_disparityCount = 0;     // publications of m_disparityFrame, guarded by m_computeMutex
-    bool m_computeActive = false;           // disparity loop alive, guarded by m_computeMutex
+    std::uint64_t m_rawFrameCount KORVANE_GUARDED_BY(m_frameMutex) = 0; // publications of m_rawFrame
+    bool m_captureRunning KORVANE_GUARDED_BY(m_frameMutex) = false;      // worker loop alive
+    korvane::GuardedMutex m_writerMutex;           // guards m_videoWriter
+    mutable korvane::GuardedMutex m_settingsMutex; // guards FrameSize and m_receiverNetwork
+    std::string m_receiverNetwork KORVANE_GUARDED_BY(m_settingsMutex) = "192.168.1.";
+    std::uint64_t m_disparityCount KORVANE_GUARDED_BY(m_computeMutex) = 0; // publications of m_disparityFrame
+    bool m_computeActive KORVANE_GUARDED_BY(m_computeMutex) = false;       // disparity loop alive
     // Tickets handed to fetched pairs that are matched: written under
     // m_fetchMutex, atomic so that it can be watched without that lock.
     std::atomic<std::uint64_t> m_fetchTicket{0};
@@ -277,7 +281,8 @@ private:
     // Passes a taken turn on without publishing.
     void passTurn(std::uint64_t ticket);
     // The newest raw pair, rectified, when takesNewestRawPair allows it.
-    bool takeNewestRawPair(cv::Mat& left, cv::Mat& right, cv::Mat& centre, std::chrono::microseconds& stamp);
+    bool takeNewestRawPair(cv::Mat& left, cv::Mat& right, cv::Mat& centre, std::chrono::microseconds& stamp)
+        KORVANE_REQUIRES(m_fetchMutex);
     // Remaps a raw pair as getRectStereoFrame does after its fetch.
     void rectifyRawPair(const cv::Mat& rawLeft, const cv::Mat& rawRight, cv::Mat& left, cv::Mat& right,
                         cv::Mat& centre);
@@ -285,25 +290,31 @@ private:
     static int defaultPairsInFlight();
     // Waits for the disparity publication after the current one; false when
     // the disparity worker ended first.
-    bool waitForDisparity(std::unique_lock<std::mutex>& lock);
+    bool waitForDisparity(korvane::GuardedMutex::Lock& lock) KORVANE_REQUIRES(m_computeMutex);
     // Depth in metres of disparity d at column j, in the current geometry.
     float depthOf(float d, int column, float baseline) const;
     // Waits for the next disparity; copies it, its centre image and its time
     // stamp, and computes its metric depth. False when the worker ended.
     bool copyNewestDisparity(cv::Mat& image, cv::Mat& disparity, cv::Mat& depth,
                              std::chrono::microseconds& stamp);
-    // Waits for the publication after `seen`; false when capture ended first.
-    bool waitForRawPair(std::unique_lock<std::mutex>& lock);
+    // Waits for the raw pair after the current one; false when capture
+    // ended first, or, on a disparity lane, when its worker was told to stop.
+    bool waitForRawPair(korvane::GuardedMutex::Lock& lock) KORVANE_REQUIRES(m_frameMutex);
     bool createLog();
+    // FrameSize, read under its lock without the virtual getter.
+    cv::Size rawFrameSize() const KORVANE_EXCLUDES(m_settingsMutex);
     bool openCapture(bool fromFile);
 
     std::atomic<int> m_pairsInFlight{defaultPairsInFlight()}; // lanes of the next disparity worker
-    // Guards m_fetchTicket; held across each lane's fetch, so that ticket
-    // order is raw time-stamp order.
-    std::mutex m_fetchMutex;
-    std::chrono::microseconds m_lastFetchedStamp{0}; // stamp of the pair a lane took last, guarded by m_fetchMutex
-    std::chrono::microseconds m_rawFramePeriod{0};   // between the two newest raw pairs, guarded by m_frameMutex
-    std::uint64_t m_publishTicket = 0;      // ticket whose turn it is to publish, guarded by m_computeMutex
+    // Guards m_fetchTicket's increments and m_lastFetchedStamp; held across
+    // each lane's fetch, so that ticket order is raw time-stamp order.
+    korvane::GuardedMutex m_fetchMutex KORVANE_ACQUIRED_BEFORE(m_frameMutex);
+    // Stamp of the pair a lane took last.
+    std::chrono::microseconds m_lastFetchedStamp KORVANE_GUARDED_BY(m_fetchMutex){0};
+    // Between the two newest raw pairs.
+    std::chrono::microseconds m_rawFramePeriod KORVANE_GUARDED_BY(m_frameMutex){0};
+    // Ticket whose turn it is to publish.
+    std::uint64_t m_publishTicket KORVANE_GUARDED_BY(m_computeMutex) = 0;
     std::condition_variable m_turnCondition; // m_publishTicket moved on
     std::atomic<bool> m_computeFailed{false}; // a lane stopped the worker on an exception (said once)
     // The camera whose disparity lane runs on this thread, if any.

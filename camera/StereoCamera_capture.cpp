@@ -61,12 +61,12 @@ bool StereoCamera::startCapture(bool transmit, bool shareMemory)
         m_transmit = true;
     if (shareMemory)
         m_shareMemory = true;
-    const float scale = static_cast<float>(getRawFrameSize().width / 1856.0);
+    const float scale = static_cast<float>(rawFrameSize().width / 1856.0);
     prepareRectification(scale);
     if (m_log)
         m_log->runTimeInfo("Initialize parameters OK!\n");
     {
-        std::lock_guard<std::mutex> lock(m_frameMutex);
+        korvane::GuardedMutex::Lock lock(m_frameMutex);
         m_captureRunning = true;
     }
     m_captureThread.reset(new std::thread(&StereoCamera::captureWorker, this, scale));
@@ -96,7 +96,7 @@ void StereoCamera::captureWorker(float scale)
         if (shmctl(segment.id, IPC_RMID, nullptr) != 0 && m_log)
             m_log->runTimeError("Delete share memory error!");
     }
-    std::lock_guard<std::mutex> lock(m_frameMutex);
+    korvane::GuardedMutex::Lock lock(m_frameMutex);
     m_captureRunning = false;
     m_frameCondition.notify_all();
 }
@@ -108,7 +108,7 @@ StereoCamera::SharedSegment StereoCamera::createSharedSegment(float scale)
 {
     SharedSegment segment;
     if (scale == 1.0f || scale == 0.5f) {
-        segment.imageSize = cv::Size(getRawFrameSize().width / 2, getRawFrameSize().height);
+        segment.imageSize = cv::Size(rawFrameSize().width / 2, rawFrameSize().height);
         segment.id = shmget(korvane::shm::keyFor(getPosNumber()),
                             korvane::shm::segmentBytesForImage(segment.imageSize), IPC_CREAT | 01666);
         if (segment.id < 0) {
@@ -135,7 +135,7 @@ StereoCamera::SharedSegment StereoCamera::createSharedSegment(float scale)
 // images that do not fit it are not shared.
 void StereoCamera::fitSharedSegment(SharedSegment& segment)
 {
-    const cv::Size raw = getRawFrameSize();
+    const cv::Size raw = rawFrameSize();
     const float scale = static_cast<float>(raw.width / 1856.0);
     if (!segment.address || segment.imageSize == cv::Size(raw.width / 2, raw.height) ||
         (scale != 1.0f && scale != 0.5f))
@@ -171,7 +171,7 @@ void StereoCamera::captureFrames(SharedSegment& segment)
     for (int i = 0; i < 10; ++i) {
         m_capture->read(frame);
         if (!frame.empty()) {
-            std::lock_guard<std::mutex> lock(m_settingsMutex);
+            korvane::GuardedMutex::Lock lock(m_settingsMutex);
             FrameSize = frame.size();
         }
     }
@@ -225,7 +225,7 @@ void StereoCamera::noteFrameRead(EmptyReadWatch& watch)
 
 void StereoCamera::publishRawPair(cv::Mat&& left, cv::Mat&& right)
 {
-    std::lock_guard<std::mutex> lock(m_frameMutex);
+    korvane::GuardedMutex::Lock lock(m_frameMutex);
     // The halves are the round's own fresh images: handing them over shares
     // them with nobody, as a deep copy would.
     m_rawFrame.left = std::move(left);
@@ -235,7 +235,8 @@ void StereoCamera::publishRawPair(cv::Mat&& left, cv::Mat&& right)
     m_rawFrame.timeStamp = stamp;
     ++m_rawFrameCount;
     m_frameCondition.notify_all();
-    // Paces the worker and lets a waiting reader take the lock first.
+    // Kept: a 1 ms pause with the lock still held paces the worker. Woken
+    // readers get the lock only once this scope releases it.
     usleep(1000);
 }
 
@@ -254,17 +255,17 @@ void StereoCamera::openStreamWriter()
     std::printf("hostIp+portString:%s%s\n%s\n", host.c_str(), port.c_str(), pipeline.c_str());
     std::fflush(stdout);
     const cv::Size size =
-        korvane::stream::frameSizeForMode(m_transmode, getRawFrameSize(), RectifyFrameSize);
+        korvane::stream::frameSizeForMode(m_transmode, rawFrameSize(), RectifyFrameSize);
     if (size.empty())
         return;
     cv::VideoWriter writer(pipeline, 0, m_transrate, size, true);
-    std::lock_guard<std::mutex> lock(m_writerMutex);
+    korvane::GuardedMutex::Lock lock(m_writerMutex);
     m_videoWriter = writer;
 }
 
 void StereoCamera::transmitFrame(const cv::Mat& frame)
 {
-    std::lock_guard<std::mutex> lock(m_writerMutex);
+    korvane::GuardedMutex::Lock lock(m_writerMutex);
     // A writer that failed to open ignores the frame.
     if (m_videoWriter.isOpened())
         m_videoWriter.write(frame);
@@ -284,14 +285,13 @@ bool StereoCamera::stopCapture()
     return true;
 }
 
-bool StereoCamera::waitForRawPair(std::unique_lock<std::mutex>& lock)
+bool StereoCamera::waitForRawPair(korvane::GuardedMutex::Lock& lock)
 {
     const std::uint64_t seen = m_rawFrameCount;
     // A disparity lane also wakes when its worker is told to stop.
     const bool lane = t_laneOf == this;
-    m_frameCondition.wait(lock, [&] {
-        return m_rawFrameCount != seen || !m_captureRunning || (lane && !m_computeRunning);
-    });
+    while (m_rawFrameCount == seen && m_captureRunning && !(lane && !m_computeRunning))
+        m_frameCondition.wait(lock.unique());
     return m_rawFrameCount != seen;
 }
 
@@ -300,7 +300,7 @@ bool StereoCamera::getRawFrame(cv::Mat& frame, std::chrono::microseconds& timeSt
     cv::Mat left;
     cv::Mat right;
     {
-        std::unique_lock<std::mutex> lock(m_frameMutex);
+        korvane::GuardedMutex::Lock lock(m_frameMutex);
         if (!waitForRawPair(lock))
             return false;
         left = m_rawFrame.left.clone();
@@ -320,7 +320,7 @@ bool StereoCamera::getRawFrame(cv::Mat& frame, std::chrono::microseconds& timeSt
 
 bool StereoCamera::getStereoFrame(cv::Mat& left, cv::Mat& right, std::chrono::microseconds& timeStamp)
 {
-    std::unique_lock<std::mutex> lock(m_frameMutex);
+    korvane::GuardedMutex::Lock lock(m_frameMutex);
     if (!waitForRawPair(lock))
         return false;
     left = m_rawFrame.left.clone();
@@ -360,13 +360,13 @@ bool StereoCamera::setReceiverNetwork(const std::string& prefix)
 {
     if (!korvane::stream::isNetworkPrefix(prefix))
         return false;
-    std::lock_guard<std::mutex> lock(m_settingsMutex);
+    korvane::GuardedMutex::Lock lock(m_settingsMutex);
     m_receiverNetwork = prefix;
     return true;
 }
 
 std::string StereoCamera::getReceiverNetwork() const
 {
-    std::lock_guard<std::mutex> lock(m_settingsMutex);
+    korvane::GuardedMutex::Lock lock(m_settingsMutex);
     return m_receiverNetwork;
 }

@@ -108,11 +108,15 @@ bool StereoCamera::loadConfig(std::string fileName)
             return false;
         }
         DeviceNode = v.integer[kDeviceNode];
-        FrameSize = v.present[kFrameSize] ? v.frameSize : cv::Size(1856, 800);
+        const cv::Size raw = v.present[kFrameSize] ? v.frameSize : cv::Size(1856, 800);
+        {
+            korvane::GuardedMutex::Lock lock(m_settingsMutex);
+            FrameSize = raw;
+        }
         // Deliberately the rectified height of the object itself, not the raw one.
         RectifyFrameSize = v.present[kRectifyFrameSize]
                                ? v.rectifyFrameSize
-                               : cv::Size(FrameSize.width >> 2, RectifyFrameSize.height >> 1);
+                               : cv::Size(raw.width >> 2, RectifyFrameSize.height >> 1);
         m_frameRate = v.present[kFrameRate] ? static_cast<float>(v.integer[kFrameRate]) : 30.0f;
         if (v.present[kIpLastSegment])
             IpLastSegment = v.integer[kIpLastSegment];
@@ -203,7 +207,7 @@ bool StereoCamera::saveConfig(std::string fileName)
         }
         *fs << "LogLevel" << korvane::scalarMatrix(LogLevel);
         *fs << "DeviceNode" << korvane::scalarMatrix(DeviceNode);
-        *fs << "FrameSize" << korvane::sizeMatrix(FrameSize);
+        *fs << "FrameSize" << korvane::sizeMatrix(rawFrameSize());
         *fs << "RectifyFrameSize" << korvane::sizeMatrix(RectifyFrameSize);
         // The serial number goes under FrameRate; loading reads it back as the rate.
         *fs << "FrameRate" << korvane::scalarMatrix(m_serialNumber);

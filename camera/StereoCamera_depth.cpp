@@ -113,7 +113,7 @@ bool StereoCamera::getDepthFrame(cv::Mat& depth, bool colour, std::chrono::micro
     // Wakes with the capture worker's next raw pair; the disparity itself is
     // copied under its own lock, so that the copy never races the worker.
     {
-        std::unique_lock<std::mutex> lock(m_frameMutex);
+        korvane::GuardedMutex::Lock lock(m_frameMutex);
         if (!waitForRawPair(lock))
             return false;
         stamp = m_rawFrame.timeStamp;
@@ -121,7 +121,7 @@ bool StereoCamera::getDepthFrame(cv::Mat& depth, bool colour, std::chrono::micro
     cv::Mat disparity;
     cv::Mat centre;
     {
-        std::lock_guard<std::mutex> lock(m_computeMutex);
+        korvane::GuardedMutex::Lock lock(m_computeMutex);
         disparity = m_disparityFrame.right.clone();
         centre = m_disparityFrame.left.clone();
     }

@@ -84,7 +84,7 @@ bool StereoCamera::startStereoCompute()
     m_computeRunning = true;
     m_computeFailed = false;
     {
-        std::lock_guard<std::mutex> lock(m_computeMutex);
+        korvane::GuardedMutex::Lock lock(m_computeMutex);
         m_computeActive = true;
     }
     m_computeThread.reset(new std::thread(&StereoCamera::computeWorker, this, m_pairsInFlight.load()));
@@ -99,7 +99,7 @@ bool StereoCamera::stopStereoCompute()
     // A lane waiting for a raw pair that will not come (the source stopped
     // delivering) wakes up and sees the flag.
     {
-        std::lock_guard<std::mutex> lock(m_frameMutex);
+        korvane::GuardedMutex::Lock lock(m_frameMutex);
         m_frameCondition.notify_all();
     }
     m_computeThread->join();
@@ -121,7 +121,7 @@ void StereoCamera::computeWorker(int pairs)
         lane.join();
     if (m_log)
         m_log->runTimeInfo("Exit compute disparity worker ...\n");
-    std::lock_guard<std::mutex> lock(m_computeMutex);
+    korvane::GuardedMutex::Lock lock(m_computeMutex);
     m_computeActive = false;
     m_computeCondition.notify_all();
 }
@@ -140,7 +140,7 @@ bool StereoCamera::takeNewestRawPair(cv::Mat& left, cv::Mat& right, cv::Mat& cen
 {
     cv::Mat rawLeft, rawRight;
     {
-        std::lock_guard<std::mutex> lock(m_frameMutex);
+        korvane::GuardedMutex::Lock lock(m_frameMutex);
         if (m_rawFrame.left.empty() || m_rawFrame.right.empty() ||
             !takesNewestRawPair(m_rawFrame.timeStamp, m_lastFetchedStamp, m_rawFramePeriod, systemNow()))
             return false;
@@ -175,7 +175,7 @@ void StereoCamera::computeLane(int algorithm, bool takeWaiting)
             m_computeRunning = false;
             if (ticket)
                 passTurn(*ticket);
-            std::lock_guard<std::mutex> lock(m_frameMutex);
+            korvane::GuardedMutex::Lock lock(m_frameMutex);
             m_frameCondition.notify_all();
         }
     }
@@ -185,8 +185,9 @@ void StereoCamera::computeLane(int algorithm, bool takeWaiting)
 
 void StereoCamera::passTurn(std::uint64_t ticket)
 {
-    std::unique_lock<std::mutex> lock(m_computeMutex);
-    m_turnCondition.wait(lock, [&] { return m_publishTicket == ticket; });
+    korvane::GuardedMutex::Lock lock(m_computeMutex);
+    while (m_publishTicket != ticket)
+        m_turnCondition.wait(lock.unique());
     ++m_publishTicket;
     m_turnCondition.notify_all();
 }
@@ -197,7 +198,7 @@ void StereoCamera::matchOneRound(cv::StereoMatcher* matcher, int algorithm, bool
     cv::Mat left, right, centre;
     std::chrono::microseconds stamp{0};
     {
-        std::lock_guard<std::mutex> fetch(m_fetchMutex);
+        korvane::GuardedMutex::Lock fetch(m_fetchMutex);
         if (!m_computeRunning)
             return;
         if (!(takeWaiting && takeNewestRawPair(left, right, centre, stamp)) &&
@@ -223,14 +224,15 @@ void StereoCamera::matchOneRound(cv::StereoMatcher* matcher, int algorithm, bool
         cv::Mat disparity;
         raw.convertTo(disparity, CV_32F, 0.0625, 0); // 16-bit fixed point, four fractional bits
 
-        std::unique_lock<std::mutex> lock(m_computeMutex);
-        m_turnCondition.wait(lock, [&] { return m_publishTicket == *ticket; });
+        korvane::GuardedMutex::Lock lock(m_computeMutex);
+        while (m_publishTicket != *ticket)
+            m_turnCondition.wait(lock.unique());
         m_disparityFrame.left = ownCopy(centre);
         m_disparityFrame.right = ownCopy(disparity);
         m_disparityFrame.timeStamp = stamp;
         ++m_disparityCount;
         m_computeCondition.notify_all();
-        // Paces readers and the worker alike.
+        // Kept: a 1 ms pause with the lock held paces readers and the worker.
         usleep(1000);
         ++m_publishTicket;
         m_turnCondition.notify_all();
@@ -238,16 +240,17 @@ void StereoCamera::matchOneRound(cv::StereoMatcher* matcher, int algorithm, bool
     ticket.reset();
 }
 
-bool StereoCamera::waitForDisparity(std::unique_lock<std::mutex>& lock)
+bool StereoCamera::waitForDisparity(korvane::GuardedMutex::Lock& lock)
 {
     const std::uint64_t seen = m_disparityCount;
-    m_computeCondition.wait(lock, [&] { return m_disparityCount != seen || !m_computeActive; });
+    while (m_disparityCount == seen && m_computeActive)
+        m_computeCondition.wait(lock.unique());
     return m_disparityCount != seen;
 }
 
 bool StereoCamera::getDisparityFrame(cv::Mat& disparity, cv::Mat& centre, std::chrono::microseconds& stamp)
 {
-    std::unique_lock<std::mutex> lock(m_computeMutex);
+    korvane::GuardedMutex::Lock lock(m_computeMutex);
     if (!waitForDisparity(lock))
         return false;
     disparity = m_disparityFrame.right.clone();

@@ -160,7 +160,7 @@ bool StereoCamera::copyNewestDisparity(cv::Mat& image, cv::Mat& disparity, cv::M
                                        std::chrono::microseconds& stamp)
 {
     {
-        std::unique_lock<std::mutex> lock(m_computeMutex);
+        korvane::GuardedMutex::Lock lock(m_computeMutex);
         if (!waitForDisparity(lock))
             return false;
         image = m_disparityFrame.left.clone();

@@ -5,13 +5,15 @@
 
 #include <atomic>
 #include <chrono>
+#include <mutex>
 #include <csignal>
+#include <dlfcn.h>
 #include <fcntl.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
-#include <opencv2/core.hpp>
 #include <zlib.h>
 
 namespace korvane {
@@ -54,34 +56,57 @@ bool readCompressed(const std::string& fileName, std::string& bytes)
     return n >= 0;
 }
 
-// Reads every value of the tree, as loading would reach any of them.
-void walk(const cv::FileNode& node)
+constexpr const char* kStorageCheckName = "korvane-storage-check";
+
+bool isExecutable(const std::string& path) { return access(path.c_str(), X_OK) == 0; }
+
+// The trial parser: next to this library in the build tree, under libexec
+// when installed (found from the library's own place).
+std::string storageCheckProgram()
 {
-    if (node.isMap() || node.isSeq()) {
-        for (const cv::FileNode child : node)
-            walk(child);
-    } else if (node.isString()) {
-        (void)static_cast<std::string>(node);
-    } else if (node.isInt() || node.isReal()) {
-        (void)static_cast<double>(node);
-    }
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<void*>(&inspectStorageFile), &info) == 0 || !info.dli_fname)
+        return {};
+    std::string directory = info.dli_fname;
+    const size_t slash = directory.rfind('/');
+    directory = slash == std::string::npos ? "." : directory.substr(0, slash);
+    for (const std::string& candidate :
+         {directory + "/" + kStorageCheckName,
+          directory + "/" + KORVANE_STORAGE_CHECK_FROM_LIBDIR + "/" + kStorageCheckName})
+        if (isExecutable(candidate))
+            return candidate;
+    return {};
 }
 
-[[noreturn]] void trialParseInChild(const std::string& fileName)
+// A name of this process's own descriptors (/proc/self/fd/N, /dev/fd/N)
+// names the same file from another process as /proc/PID/fd/N.
+std::string pathForAnotherProcess(const std::string& fileName)
 {
-    const int quiet = open("/dev/null", O_WRONLY);
-    if (quiet >= 0) {
-        dup2(quiet, STDOUT_FILENO);
-        dup2(quiet, STDERR_FILENO);
-    }
-    try {
-        cv::FileStorage fs(fileName, cv::FileStorage::READ);
-        if (fs.isOpened())
-            walk(fs.root());
-    } catch (...) {
-        // A parse error is an ordinary outcome: the loader reports it.
-    }
-    _exit(0);
+    const std::string own = "/proc/" + std::to_string(getpid()) + "/fd/";
+    for (const char* prefix : {"/proc/self/fd/", "/proc/thread-self/fd/", "/dev/fd/"})
+        if (fileName.rfind(prefix, 0) == 0)
+            return own + fileName.substr(std::strlen(prefix));
+    return fileName;
+}
+
+// Starts the trial parser on fileName with nothing but /dev/null for its
+// standard streams and no other descriptor of this process; -1 on failure.
+pid_t startStorageCheck(const std::string& program, const std::string& fileName)
+{
+    posix_spawn_file_actions_t actions;
+    if (posix_spawn_file_actions_init(&actions) != 0)
+        return -1;
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+    const std::string target = pathForAnotherProcess(fileName);
+    char* const argv[] = {const_cast<char*>(program.c_str()), const_cast<char*>(target.c_str()), nullptr};
+    pid_t child = -1;
+    if (posix_spawn(&child, program.c_str(), &actions, nullptr, argv, environ) != 0)
+        child = -1;
+    posix_spawn_file_actions_destroy(&actions);
+    return child;
 }
 
 } // namespace
@@ -90,11 +115,20 @@ void setTrialParseBaseMilliseconds(int milliseconds) { g_trialParseBaseMilliseco
 
 bool trialParseSucceeds(const std::string& fileName, int milliseconds)
 {
-    const pid_t child = fork();
+    static const std::string program = storageCheckProgram();
+    if (program.empty()) {
+        // A broken installation: the file goes to the parser untried, as
+        // it would without this check.
+        static std::once_flag told;
+        std::call_once(told, [] {
+            std::fprintf(stderr, "%s is missing next to the camera library: settings files are read untried\n",
+                         kStorageCheckName);
+        });
+        return true;
+    }
+    const pid_t child = startStorageCheck(program, fileName);
     if (child < 0)
         return false;
-    if (child == 0)
-        trialParseInChild(fileName);
     int status = 0;
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
     const timespec tick{0, 1000000};

@@ -4,8 +4,10 @@
 // Internal: a look at a settings file before the storage parser reads it in
 // this process. The video library's parser crashes or loops for ever on some
 // malformed input, so a file is refused when it holds bytes no YAML, XML or
-// JSON text holds, or when a trial parse in a child process faults or runs
-// past a time limit. Not installed.
+// JSON text holds, or when a trial parse by the program korvane-storage-check
+// faults or runs past a time limit. The parse runs in a program of its own,
+// started with posix_spawn, so that a process with threads never forks.
+// Not installed.
 
 #include <cstddef>
 #include <string>
@@ -30,12 +32,12 @@ constexpr int kTrialParseMillisecondsPerMiB = 250;
 void setTrialParseBaseMilliseconds(int milliseconds);
 
 // Reads the file as the parser will see it (decompressed when the name ends
-// in ".gz"), classifies the bytes, then parses the file once in a child
-// process.
+// in ".gz"), classifies the bytes, then has the trial parser read it once.
 StorageText inspectStorageFile(const std::string& fileName);
 
-// Parses the file in a child process and walks every node; true when the
-// child ended normally within the time limit (a parse error is normal).
+// Has korvane-storage-check parse the file and visit every node; true when
+// it ended normally within the time limit (a parse error is normal). Without
+// that program (a broken installation) true, said once on standard error.
 bool trialParseSucceeds(const std::string& fileName, int milliseconds);
 
 } // namespace korvane

@@ -29,7 +29,7 @@ cmake -S . -B build-release -G Ninja -DCMAKE_BUILD_TYPE=Release -DKORVANE_BUILD_
 cmake --build build-release
 ctest --test-dir build-release --output-on-failure -L package
 
-echo "== fuzzers, ${fuzz_seconds} s each"
+echo "== fuzzers, ${fuzz_seconds} s each (their Clang build also checks the lock annotations)"
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \
   -DKORVANE_BUILD_FUZZERS=ON -DKORVANE_BUILD_TESTS=OFF -DKORVANE_BUILD_EXAMPLES=OFF \
   -DKORVANE_SANITIZE=address,undefined

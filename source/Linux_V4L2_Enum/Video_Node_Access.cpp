@@ -1,18 +1,18 @@
 #include "Extension_Unit_Class/Video_Node_Access.h"
 
 #include "Extension_Unit_Class/camera_api.h"
+#include "camera/GuardedMutex.h"
 
 #include <cerrno>
 #include <cstdio>
-#include <mutex>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace {
 
-std::mutex g_deniedMutex;
-std::vector<std::string> g_denied; // guarded by g_deniedMutex
+korvane::GuardedMutex g_deniedMutex; // guards g_denied
+std::vector<std::string> g_denied KORVANE_GUARDED_BY(g_deniedMutex);
 
 bool Is_Permission_Error(int error) { return error == EACCES || error == EPERM; }
 
@@ -22,7 +22,7 @@ int Video_Node_Access::Open_Node(const char* node) { return open(node, O_RDWR | 
 
 std::vector<std::string> Video_Node_Access::Denied_Nodes()
 {
-    std::lock_guard<std::mutex> lock(g_deniedMutex);
+    korvane::GuardedMutex::Lock lock(g_deniedMutex);
     return g_denied;
 }
 
@@ -43,7 +43,7 @@ std::string Video_Node_Access::Denied_Message(const std::string& node)
 
 void Video_Node_Access::Forget_Denied()
 {
-    std::lock_guard<std::mutex> lock(g_deniedMutex);
+    korvane::GuardedMutex::Lock lock(g_deniedMutex);
     g_denied.clear();
 }
 
@@ -53,6 +53,6 @@ void Video_Node_Access::Note_Open_Failure(const char* node, int error)
         return;
     if (FILE* log = Camera_Log_Stream())
         std::fprintf(log, "%s\n", Denied_Message(node).c_str());
-    std::lock_guard<std::mutex> lock(g_deniedMutex);
+    korvane::GuardedMutex::Lock lock(g_deniedMutex);
     g_denied.emplace_back(node);
 }

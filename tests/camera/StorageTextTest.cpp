@@ -1,5 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
+
+#include <sys/mman.h>
+#include <unistd.h>
 #include <zlib.h>
 
 #include "CameraTestSupport.h"
@@ -21,6 +26,32 @@ std::string writeCompressed(const TempDir& dir, const std::string& name, const s
     gzwrite(file, bytes.data(), static_cast<unsigned>(bytes.size()));
     gzclose(file);
     return path;
+}
+
+// The bytes in a memory file of this process, named as /proc/self/fd/N.
+class MemoryFile
+{
+public:
+    explicit MemoryFile(const std::string& bytes) : m_fd(memfd_create("storage-text-test", 0))
+    {
+        if (m_fd >= 0 && write(m_fd, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
+            ADD_FAILURE() << "short write to the memory file";
+    }
+    ~MemoryFile()
+    {
+        if (m_fd >= 0)
+            close(m_fd);
+    }
+    std::string path(const char* prefix = "/proc/self/fd/") const { return prefix + std::to_string(m_fd); }
+
+private:
+    int m_fd;
+};
+
+std::string fileBytes(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 } // namespace
@@ -90,4 +121,16 @@ TEST(StorageText, LoadersReportRefusedFilesAsUnreadableContent)
               "Read A NULL File, Camera CalibParams not loaded!\n");
     EXPECT_FALSE(result);
     EXPECT_EQ(camera.getDeviceNode(), kAbsentDevice);
+}
+
+// The trial parse runs in a program of its own: a name of one of this
+// process's descriptors must still reach the same file there.
+TEST(StorageText, DescriptorNamesOfThisProcessAreParsedAsTheSameFile)
+{
+    const MemoryFile crash(fileBytes(kSeeds + "xml-nul-in-attribute"));
+    EXPECT_FALSE(trialParseSucceeds(crash.path(), 5000));
+    EXPECT_FALSE(trialParseSucceeds(crash.path("/dev/fd/"), 5000));
+    const MemoryFile good(sampleCalibrationYaml());
+    EXPECT_TRUE(trialParseSucceeds(good.path(), 5000));
+    EXPECT_EQ(inspectStorageFile(good.path()), StorageText::Text);
 }

@@ -6,7 +6,8 @@
 #include <cstdio>
 #include <filesystem>
 
-#include <pthread.h>
+#include <dlfcn.h>
+#include <spawn.h>
 
 #include <gtest/gtest.h>
 
@@ -23,10 +24,10 @@ using korvane::maintenance::UserDataBackup;
 
 namespace {
 
-// A file put in place of another when this process next forks: the
-// calibration check parses the file's text in a child process, so the
-// replacement lands after the file was read and checked.
-struct ForkReplacement
+// A file put in place of another when this process next starts a program:
+// the calibration check has the file's text parsed by a program of its own,
+// so the replacement lands after the file was read and checked.
+struct SpawnReplacement
 {
     std::string replacement;
     std::string path;
@@ -34,22 +35,37 @@ struct ForkReplacement
     bool done = false;
 };
 
-ForkReplacement g_forkReplacement;
+SpawnReplacement g_spawnReplacement;
 
-void replaceBeforeFork()
+void replaceBeforeSpawn()
 {
-    if (!g_forkReplacement.armed)
+    if (!g_spawnReplacement.armed)
         return;
-    g_forkReplacement.armed = false;
-    g_forkReplacement.done = std::rename(g_forkReplacement.replacement.c_str(), g_forkReplacement.path.c_str()) == 0;
+    g_spawnReplacement.armed = false;
+    g_spawnReplacement.done =
+        std::rename(g_spawnReplacement.replacement.c_str(), g_spawnReplacement.path.c_str()) == 0;
 }
 
-void replaceOnNextFork(const std::string& replacement, const std::string& path)
+void replaceOnNextSpawn(const std::string& replacement, const std::string& path)
 {
-    static const bool registered = pthread_atfork(replaceBeforeFork, nullptr, nullptr) == 0;
-    ASSERT_TRUE(registered);
-    g_forkReplacement = {replacement, path, true, false};
+    g_spawnReplacement = {replacement, path, true, false};
 }
+
+} // namespace
+
+// Takes the place of the C library's posix_spawn in this test program (the
+// libraries call it through the dynamic linker), to replace the file first.
+extern "C" int posix_spawn(pid_t* pid, const char* path, const posix_spawn_file_actions_t* actions,
+                           const posix_spawnattr_t* attributes, char* const argv[], char* const envp[])
+{
+    using Spawn = int (*)(pid_t*, const char*, const posix_spawn_file_actions_t*, const posix_spawnattr_t*,
+                          char* const[], char* const[]);
+    static const Spawn real = reinterpret_cast<Spawn>(dlsym(RTLD_NEXT, "posix_spawn"));
+    replaceBeforeSpawn();
+    return real ? real(pid, path, actions, attributes, argv, envp) : ENOSYS;
+}
+
+namespace {
 
 std::vector<std::uint8_t> blockOf(const std::string& text)
 {
@@ -140,11 +156,11 @@ TEST_F(CalibWrite, WritesTheBytesItCheckedThoughTheFileIsReplacedAfterTheCheck)
     const std::string path = newCalibration();
     const std::string checked = readFile(path);
     const std::string other = "%YAML:1.0\n---\nnot: a calibration\n";
-    replaceOnNextFork(work().write("other.yml", other), path);
+    replaceOnNextSpawn(work().write("other.yml", other), path);
 
     const ToolRun run = runTool({"calib-write", path});
-    g_forkReplacement.armed = false;
-    ASSERT_TRUE(g_forkReplacement.done) << "the file was not replaced during the check";
+    g_spawnReplacement.armed = false;
+    ASSERT_TRUE(g_spawnReplacement.done) << "the file was not replaced during the check";
     ASSERT_EQ(readFile(path), other);
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(flashBytes(module, userPieceAddress(0), 4096), blockOf(checked));
