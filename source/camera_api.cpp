@@ -19,8 +19,6 @@ struct Camera_List_Delete
 std::unique_ptr<CameraDevice, Camera_List_Delete> g_cameraList;
 FILE* g_logStream = nullptr;
 
-constexpr int kFailed = -1;
-
 CameraDevice* Camera_List()
 {
     if (!g_cameraList)
@@ -55,7 +53,7 @@ int Camera_Poll_Camera_Count() { return Camera_Init(); }
 int Camera_Count(int* count)
 {
     if (!count)
-        return kFailed;
+        return Camera_Status::Bad_Argument;
     *count = Camera_Init();
     return 0;
 }
@@ -71,7 +69,7 @@ int Camera_UNInit() { return Camera_UnInit(); }
 int Camera_Reset()
 {
     if (!g_cameraList)
-        return kFailed;
+        return Camera_Status::Bad_Argument;
     const int count = CameraASSSize(g_cameraList.get());
     for (int i = 0; i < count; ++i)
         reset(GetCameraASSEXUnit(g_cameraList.get(), static_cast<unsigned>(i)));
@@ -118,7 +116,7 @@ void Camera_Device_Point_UnInit(_Device_Point_** device)
 int Camera_Get_Camera_String(unsigned index, info_camera_String* info)
 {
     if (!g_cameraList || !info)
-        return kFailed;
+        return Camera_Status::Bad_Argument;
     Fill_Strings(*info, GetCameraASSDeviceInfo(g_cameraList.get(), index));
     return 0;
 }
@@ -126,7 +124,7 @@ int Camera_Get_Camera_String(unsigned index, info_camera_String* info)
 int Camera_Get_Info_String_Api(_Device_Point_* device, info_camera_String* info)
 {
     if (!device || !info)
-        return kFailed;
+        return Camera_Status::Bad_Argument;
     Fill_Strings(*info, GetCameraASSDeviceInfo(g_cameraList.get(), device->u_index));
     return 0;
 }
@@ -134,7 +132,7 @@ int Camera_Get_Info_String_Api(_Device_Point_* device, info_camera_String* info)
 int Camera_Get_information_Api(_Device_Point_* device, info_camera_os* info)
 {
     if (!device || !info)
-        return kFailed;
+        return Camera_Status::Bad_Argument;
     const _v4l2_dev_sys_data_t description = GetCameraASSDeviceInfo(g_cameraList.get(), device->u_index);
     info->vid = description.Vid;
     info->pid = description.Pid;

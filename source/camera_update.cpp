@@ -16,12 +16,6 @@
 
 namespace {
 
-constexpr int kFailed = -1;
-constexpr int kNoFlash = -4;
-constexpr int kUnsupportedForm = -5;
-constexpr int kDidNotReappear = -6;
-constexpr int kRefusedByChip = -8;
-
 constexpr std::uint16_t kDownloadStateRegister = 0x2310;
 constexpr std::uint16_t kModeRegister = 0x20D8;
 constexpr std::uint8_t kModeChange = 0x5A;
@@ -71,7 +65,7 @@ info_camera_os Identified_Information(_Device_Point_* device)
 }
 
 // Builds the camera list anew, up to `rounds` times a second apart, until a
-// camera with that identity is on it; that camera's download result, or -6.
+// camera with that identity is on it; that camera's download result, or Camera_Not_Back.
 int Find_Again_And_Download(const std::string& identity, int rounds, std::uint8_t* image, unsigned int length,
                             float* progress)
 {
@@ -91,7 +85,7 @@ int Find_Again_And_Download(const std::string& identity, int rounds, std::uint8_
                 return Download_Firmware(protocol, image, length, progress);
         }
     }
-    return kDidNotReappear;
+    return Camera_Status::Camera_Not_Back;
 }
 
 int Boot_Code_Path(Extension_Unit_Base_Protocol* protocol, const std::string& identity, std::uint8_t* image,
@@ -108,16 +102,16 @@ int Boot_Code_Path(Extension_Unit_Base_Protocol* protocol, const std::string& id
 int Camera_Updata(_Device_Point_* device, const unsigned char* image, unsigned int length, float* progress)
 {
     if (!device || !device->p_device)
-        return kFailed;
+        return Camera_Status::Bad_Argument;
     if (device->FlashType == 0)
-        return kNoFlash;
+        return Camera_Status::No_Flash;
     // The chip operations take writable buffers; the caller's image is never changed.
     std::vector<std::uint8_t> copy;
     if (image)
         copy.assign(image, image + length);
     std::uint8_t* bytes = image ? copy.data() : nullptr;
     if (FW_Support_Device(bytes, length, 0, false) != 1)
-        return kUnsupportedForm;
+        return Camera_Status::Unsupported_Image;
 
     Extension_Unit_Base_Protocol* protocol = device->p_device;
     const std::string identity = Identified_Information(device).deviceID;
@@ -127,7 +121,7 @@ int Camera_Updata(_Device_Point_* device, const unsigned char* image, unsigned i
         if (const int read = Read_ISP_Register(protocol, kDownloadStateRegister, &state))
             return read;
         if (state == 4 || state == 5)
-            return kRefusedByChip;
+            return Camera_Status::Download_Refused;
         // The chip leaves the bus to change its mode, so the write's own result says little.
         Write_ISP_Register(protocol, kModeRegister, kModeChange);
         sleep(kSettleSeconds);

@@ -36,7 +36,7 @@ public:
     int Write_Exid(std::uint8_t* buffer) override;
     int Read_Flash_Piece(std::uint16_t piece, std::uint8_t* buffer) override;
     // A user piece whose flash piece holds the firmware image header is
-    // refused (-7): erasing it would leave the module on its boot code.
+    // refused (Header_Piece_Refused): erasing it would leave the module on its boot code.
     int Write_Flash_Piece(std::uint16_t piece, std::uint8_t* buffer) override;
     // The same write, allowed to land on the firmware header's piece.
     int Write_Flash_Piece_Over_Firmware_Header(std::uint16_t piece, std::uint8_t* buffer);
@@ -46,7 +46,7 @@ public:
     int Get_Input_GPIO_Api(std::uint32_t pin, std::uint8_t* level) override;
     const char* This_is() override;
 
-    // The registers of a pin: 0, or -1 for a pin that does not exist.
+    // The registers of a pin: 0, or Unknown_Pin for a pin that does not exist.
     int Get_GPIO(std::uint32_t pin, GPIO_CONTROL* control);
     // Read-modify-writes of the pin's registers; the or of all transfer results.
     int GPIO_Output_Init(GPIO_CONTROL control);
@@ -81,12 +81,12 @@ private:
     std::uint8_t Read_Id_Register(std::uint16_t address, std::uint8_t preset);
     int Update_Register_Bit(std::uint16_t address, std::uint8_t bit, bool set);
 
-    // Loads one opcode into the chip's flash command register file; 0 or -3.
+    // Loads one opcode into the chip's flash command register file; 0 or Flash_Transfer_Failed.
     int Load_Flash_Command(std::uint8_t index, std::uint8_t opcode);
-    // Asks the flash for its answers to the three ID opcodes; 0 or -3.
+    // Asks the flash for its answers to the three ID opcodes; 0 or Flash_Transfer_Failed.
     int Read_Flash_Ids(Serial_Flash_Id& id);
     int Read_Flash_Id_Bytes(std::uint8_t (&bytes)[3]);
-    // Identifies the part once, before the first flash operation; 0 or -3.
+    // Identifies the part once, before the first flash operation; 0 or Flash_Transfer_Failed.
     int Ensure_Flash_Identified();
     void Adopt_Flash_Commands(const Serial_Flash_Id& id);
     Flash_Piece_Channel Piece_Channel();

@@ -6,6 +6,8 @@
 // is cut into pieces and in which order they go, and when a read-back
 // verifies. The transfers themselves stay with the channel.
 
+#include "Extension_Unit_Class/Camera_Status.h"
+
 #include <cstdint>
 
 // Bytes of one flash piece (and of one erasable sector).
@@ -14,8 +16,8 @@ constexpr std::uint32_t FLASH_PIECE_SIZE = 4096;
 constexpr std::uint32_t FLASH_LONG_PIECE_TRANSFER = 0x8000;
 // Only this much of each download piece is compared after its read-back, whatever the piece length.
 constexpr std::uint32_t DOWNLOAD_COMPARED_BYTES = 1024;
-// The piece channel's failure code, also given when the chip's length cannot be used.
-constexpr int FLASH_PIECE_REFUSED = -3;
+// A download refused because the chip's piece length does not divide the image area.
+constexpr int FLASH_PIECE_REFUSED = Camera_Status::Piece_Length_Unusable;
 
 // The piece length a chip's 16-bit answer stands for: 0 is 0x10000 (the field wraps).
 std::uint32_t Reported_Piece_Length(std::uint16_t answer);

@@ -11,6 +11,7 @@
 // Camera_Reset). A record keeps its protocol pointer after the list is
 // replaced or deleted; using it then is the caller's mistake.
 
+#include "Extension_Unit_Class/Camera_Status.h"
 #include "Extension_Unit_Class/Extension_Unit_Base_Protocol.h"
 #include "Extension_Unit_Class/Firmware_Form.h"
 #include "Extension_Unit_Class/ISP_TYPE.h"
@@ -104,6 +105,7 @@ int Camera_Get_Info_String_Api(_Device_Point_* device, info_camera_String* info)
 int Camera_Get_information_Api(_Device_Point_* device, info_camera_os* info);
 
 // Per-camera operations: the record's protocol does the work; -1 for a null record or protocol.
+// Camera_Status_Message (Camera_Status.h) tells what a result means.
 int Camera_Set_ISP_Reg_Api(_Device_Point_* device, unsigned address, unsigned value);
 int Camera_Get_ISP_Reg_Api(_Device_Point_* device, unsigned address, std::uint8_t* value);
 int Camera_Set_Sensor_Reg_Api(_Device_Point_* device, std::uint8_t slaveID, unsigned address, unsigned value);
@@ -115,8 +117,9 @@ int Camera_Set_Output_GPIO_Api(_Device_Point_* device, unsigned pin, unsigned le
 int Camera_Get_Input_GPIO_Api(_Device_Point_* device, unsigned pin, std::uint8_t* level);
 // 4096-byte user pieces 0 to 2 of the flash. On chips whose user piece 2
 // is flash piece 0 (SPCA2620, 2085, 2092, 2281), that piece also holds the
-// firmware image header: Camera_Flash_W_Api refuses to write it (-7, the
-// flash untouched), since erasing it leaves the module on its boot code.
+// firmware image header: Camera_Flash_W_Api refuses to write it
+// (Header_Piece_Refused, -7; the flash untouched), since erasing it leaves
+// the module on its boot code.
 // Camera_Flash_W_Over_Firmware_Header_Api writes it all the same, for a
 // caller that restores that piece on purpose.
 int Camera_Flash_R_Api(_Device_Point_* device, int piece, std::uint8_t* buffer);
@@ -132,9 +135,10 @@ int Camera_Set_ExID_Api(_Device_Point_* device, std::uint8_t* buffer);
 // first switched into a state that takes a download and found again, by
 // their USB identity, after they re-enumerated: the camera list is then
 // built anew, and records made before, this one included, must not be used
-// any more. 0, or -1 (null record, read-back difference), -2, -3, -4 (no
-// flash identified), -5 (unsupported image), -6 (the camera did not come
-// back), -8 (the chip refuses a download).
+// any more. 0, or a failure of Camera_Status: Verify_Failed (also a null
+// record or a failed state register read), Image_Does_Not_Fit,
+// Flash_Transfer_Failed, No_Flash, Unsupported_Image, Camera_Not_Back,
+// No_Chip, Download_Refused.
 int Camera_Updata(_Device_Point_* device, const unsigned char* image, unsigned int length, float* progress);
 
 // Sets the library's log stream; null switches logging off.

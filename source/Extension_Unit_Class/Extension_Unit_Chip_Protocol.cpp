@@ -1,5 +1,6 @@
 #include "Extension_Unit_Class/Extension_Unit_Chip_Protocol.h"
 
+#include "Extension_Unit_Class/Camera_Status.h"
 #include "Extension_Unit_Class/Chip_Detection.h"
 #include "Extension_Unit_Class/Firmware_Form.h"
 #include "Extension_Unit_Class/camera_api.h"
@@ -15,18 +16,9 @@
 
 #include <unistd.h>
 
-namespace {
+using namespace Camera_Status;
 
-constexpr int kBadArgument = -1;
-constexpr int kVerifyFailed = -1;
-constexpr int kResetFailed = -1;
-constexpr int kImageDoesNotFit = -2;
-constexpr int kPieceTransferFailed = -3;
-constexpr int kNoFlash = -4;
-// The chip's piece length does not make up a 4096-byte piece: the piece
-// channel's failure code, returned before any piece transfer.
-constexpr int kPieceLengthUnfit = kPieceTransferFailed;
-constexpr int kPieceOutOfRange = -7;
+namespace {
 
 constexpr std::uint16_t kUserPieces = 3;
 constexpr std::uint16_t kExidPiece = 13;
@@ -109,7 +101,7 @@ int Extension_Unit_Chip_Protocol::Send(const Windows_UVC_xu_control_unit& reques
 int Extension_Unit_Chip_Protocol::Read_ISP_Register(std::uint16_t address, std::uint8_t* value)
 {
     if (!value)
-        return kBadArgument;
+        return Bad_Argument;
     std::uint8_t addressBytes[2] = {static_cast<std::uint8_t>(address & 0xFF),
                                     static_cast<std::uint8_t>(address >> 8)};
     const int addressResult = Send(m_table.templates.Windows_set_isp_addr, addressBytes);
@@ -127,7 +119,7 @@ int Extension_Unit_Chip_Protocol::Write_ISP_Register(std::uint16_t address, std:
 int Extension_Unit_Chip_Protocol::Read_Sensor_Register(std::uint16_t address, std::uint16_t* value)
 {
     if (!value)
-        return kBadArgument;
+        return Bad_Argument;
     std::uint8_t addressBytes[2] = {static_cast<std::uint8_t>(address & 0xFF),
                                     static_cast<std::uint8_t>(address >> 8)};
     std::uint8_t valueBytes[2] = {static_cast<std::uint8_t>(*value & 0xFF), static_cast<std::uint8_t>(*value >> 8)};
@@ -150,18 +142,18 @@ int Extension_Unit_Chip_Protocol::Read_ISP_Mem_Piece(std::uint16_t piece, std::u
 {
     Trace_Flash_Path();
     if (!buffer)
-        return kBadArgument;
+        return Bad_Argument;
     if (const int prepared = Ensure_Flash_Identified())
         return prepared;
     if (SF_Command.SF_TYPE == SF_UNKNOW)
-        return kNoFlash;
+        return No_Flash;
     if (const int loaded = Set_Flash_type(false))
         return loaded;
     std::uint16_t length = 0;
     if (Get_Flash_Length_Mes(length) != 0)
-        return kPieceTransferFailed;
+        return Flash_Transfer_Failed;
     if (!Divides_A_Piece(length))
-        return kPieceLengthUnfit;
+        return Piece_Length_Unusable;
     return Piece_Channel().Read(Piece_Address(piece), length, buffer);
 }
 
@@ -169,17 +161,19 @@ int Extension_Unit_Chip_Protocol::Write_ISP_Mem_Piece(std::uint16_t piece, std::
 {
     Trace_Flash_Path();
     if (!buffer)
-        return kBadArgument;
+        return Bad_Argument;
     if (const int loaded = Set_Flash_type(false))
         return loaded;
     // The piece is written in the chip's transfer length; a length that
     // cannot make up the piece is refused before the erase, so nothing is lost.
     std::uint16_t length = 0;
-    if (Get_Flash_Length_Mes(length) != 0 || !Divides_A_Piece(length))
-        return kPieceLengthUnfit;
+    if (Get_Flash_Length_Mes(length) != 0)
+        return Flash_Transfer_Failed;
+    if (!Divides_A_Piece(length))
+        return Piece_Length_Unusable;
     Flash_Piece_Channel channel = Piece_Channel();
     if (channel.Erase_Sector(Piece_Address(piece)) != 0)
-        return kPieceTransferFailed;
+        return Flash_Transfer_Failed;
     return channel.Program(Piece_Address(piece), length, buffer);
 }
 
@@ -189,11 +183,11 @@ int Extension_Unit_Chip_Protocol::Set_Flash_type(bool full)
     if (const int identified = Ensure_Flash_Identified())
         return identified;
     if (SF_Command.SF_TYPE == SF_UNKNOW)
-        return kNoFlash;
+        return No_Flash;
     const std::array<std::uint8_t, 12> opcodes = Serial_Flash_Loaded_Opcodes(full ? SF_Command : SF_Command_Set);
     for (std::size_t i = 0; i < opcodes.size(); ++i)
         if (Load_Flash_Command(static_cast<std::uint8_t>(i + 1), opcodes[i]) != 0)
-            return kPieceTransferFailed;
+            return Flash_Transfer_Failed;
     return 0;
 }
 
@@ -250,7 +244,7 @@ int Extension_Unit_Chip_Protocol::Download_Firmware(std::uint8_t* image, std::ui
     Trace_Flash_Path();
     const Firmware_Layout& layout = m_table.firmware;
     if (!Takes_Image(image, length, true))
-        return kImageDoesNotFit;
+        return Image_Does_Not_Fit;
     u_StepNum = 0;
     Take_Download_Step(progress);
 
@@ -261,7 +255,7 @@ int Extension_Unit_Chip_Protocol::Download_Firmware(std::uint8_t* image, std::ui
         Take_Download_Step(progress);
     std::uint16_t answer = 0;
     if (Get_Flash_Length_Mes(answer) != 0)
-        return kPieceTransferFailed;
+        return Flash_Transfer_Failed;
     // A length that does not divide the area cannot be written; nothing is erased yet.
     const Download_Plan plan = Plan_Download(answer, layout.areaLength);
     if (plan.refusal != 0)
@@ -273,7 +267,7 @@ int Extension_Unit_Chip_Protocol::Download_Firmware(std::uint8_t* image, std::ui
         const int erased = channel.Erase_Sector(layout.areaStart + Erased_Sector_Offset(plan, n));
         Log_Result("return_", erased);
         if (erased != 0)
-            return kPieceTransferFailed;
+            return Flash_Transfer_Failed;
         Take_Download_Step(progress);
     }
 
@@ -285,17 +279,17 @@ int Extension_Unit_Chip_Protocol::Download_Firmware(std::uint8_t* image, std::ui
         const std::uint32_t offset = Download_Piece_At(plan, n) * plan.pieceLength;
         std::uint8_t* data = padded.data() + offset;
         if (channel.Write_Piece(layout.areaStart + offset, data, plan.pieceLength) != 0)
-            return kPieceTransferFailed;
+            return Flash_Transfer_Failed;
         usleep(kPiecePause);
         Take_Download_Step(progress);
         if (channel.Read_Back_Piece(layout.areaStart + offset, readBack.data(), plan.pieceLength) != 0)
-            return kPieceTransferFailed;
+            return Flash_Transfer_Failed;
         usleep(kPiecePause);
         Take_Download_Step(progress);
         if (!Read_Back_Verified(plan, data, readBack.data())) {
             Blank_Header_Sector(channel);
             reset();
-            return kVerifyFailed;
+            return Verify_Failed;
         }
     }
     Take_Download_Step(progress);
@@ -321,19 +315,19 @@ int Extension_Unit_Chip_Protocol::Set_Rom_Code(std::uint8_t* image, std::uint32_
     Trace_Flash_Path();
     if (length == 0 || !Takes_Image(image, length, false)) {
         reset();
-        return kImageDoesNotFit;
+        return Image_Does_Not_Fit;
     }
     if (const int loaded = Set_Flash_type(false))
         return loaded;
     std::uint16_t pieceLength = 0;
     if (Get_Flash_Length_Mes(pieceLength) != 0)
-        return kPieceTransferFailed;
+        return Flash_Transfer_Failed;
     std::uint8_t window[kProgramWindowLength];
     std::fill(std::begin(window), std::end(window), 0xFF);
     window[0] = 0x00;
     window[1] = 0x00;
     if (Piece_Channel().Program_Window(m_table.firmware.headerAddress, window) != 0)
-        return kPieceTransferFailed;
+        return Flash_Transfer_Failed;
     usleep(kPiecePause);
     reset();
     return 0;
@@ -343,7 +337,7 @@ int Extension_Unit_Chip_Protocol::reset()
 {
     for (const Isp_Register_Write& write : m_table.firmware.resetSequence)
         if (Write_ISP_Register(write.address, write.value) != 0)
-            return kResetFailed;
+            return Reset_Failed;
     return 0;
 }
 
@@ -351,7 +345,7 @@ int Extension_Unit_Chip_Protocol::reset()
 int Extension_Unit_Chip_Protocol::Read_Exid(std::uint8_t* buffer)
 {
     if (!buffer)
-        return kBadArgument;
+        return Bad_Argument;
     std::vector<std::uint8_t> piece(Flash_Piece_Channel::PIECE_SIZE, 0);
     const int result = Read_ISP_Mem_Piece(kExidPiece, piece.data());
     if (result == 0)
@@ -363,7 +357,7 @@ int Extension_Unit_Chip_Protocol::Read_Exid(std::uint8_t* buffer)
 int Extension_Unit_Chip_Protocol::Write_Exid(std::uint8_t* buffer)
 {
     if (!buffer)
-        return kBadArgument;
+        return Bad_Argument;
     std::vector<std::uint8_t> piece(Flash_Piece_Channel::PIECE_SIZE, 0);
     if (const int read = Read_ISP_Mem_Piece(kExidPiece, piece.data()))
         return read;
@@ -375,7 +369,7 @@ int Extension_Unit_Chip_Protocol::Read_Flash_Piece(std::uint16_t piece, std::uin
 {
     Trace_Flash_Path();
     if (piece >= kUserPieces)
-        return kPieceOutOfRange;
+        return Piece_Out_Of_Range;
     return Read_ISP_Mem_Piece(m_table.Allow_Read_Flash_Piece_index[piece], buffer);
 }
 
@@ -383,10 +377,10 @@ int Extension_Unit_Chip_Protocol::Write_Flash_Piece(std::uint16_t piece, std::ui
 {
     Trace_Flash_Path();
     if (piece >= kUserPieces)
-        return kPieceOutOfRange;
+        return Piece_Out_Of_Range;
     const std::uint16_t flashPiece = m_table.Allow_Read_Flash_Piece_index[piece];
     if (flashPiece == (m_table.firmware.headerAddress >> 12))
-        return kPieceOutOfRange;
+        return Header_Piece_Refused;
     return Write_ISP_Mem_Piece(flashPiece, buffer);
 }
 
@@ -394,7 +388,7 @@ int Extension_Unit_Chip_Protocol::Write_Flash_Piece_Over_Firmware_Header(std::ui
 {
     Trace_Flash_Path();
     if (piece >= kUserPieces)
-        return kPieceOutOfRange;
+        return Piece_Out_Of_Range;
     return Write_ISP_Mem_Piece(m_table.Allow_Read_Flash_Piece_index[piece], buffer);
 }
 
@@ -402,7 +396,7 @@ int Extension_Unit_Chip_Protocol::Output_GPIO_Init_Api(std::uint32_t pin)
 {
     GPIO_CONTROL control;
     if (Get_GPIO(pin, &control) != 0)
-        return kBadArgument;
+        return Unknown_Pin;
     return GPIO_Output_Init(control);
 }
 
@@ -410,7 +404,7 @@ int Extension_Unit_Chip_Protocol::Input_GPIO_Init_Api(std::uint32_t pin)
 {
     GPIO_CONTROL control;
     if (Get_GPIO(pin, &control) != 0)
-        return kBadArgument;
+        return Unknown_Pin;
     return GPIO_Input_Init(control);
 }
 
@@ -418,15 +412,17 @@ int Extension_Unit_Chip_Protocol::Set_Output_GPIO_Api(std::uint32_t pin, std::ui
 {
     GPIO_CONTROL control;
     if (Get_GPIO(pin, &control) != 0)
-        return kBadArgument;
+        return Unknown_Pin;
     return Set_GPIO_Output(control, level);
 }
 
 int Extension_Unit_Chip_Protocol::Get_Input_GPIO_Api(std::uint32_t pin, std::uint8_t* level)
 {
     GPIO_CONTROL control;
-    if (!level || Get_GPIO(pin, &control) != 0)
-        return kBadArgument;
+    if (!level)
+        return Bad_Argument;
+    if (Get_GPIO(pin, &control) != 0)
+        return Unknown_Pin;
     return Get_GPIO_Input(control, level);
 }
 
@@ -513,7 +509,7 @@ int Extension_Unit_Chip_Protocol::Load_Flash_Command(std::uint8_t index, std::ui
 {
     if (Send(m_table.templates.Windows_SET_Flash_Type[0], &index) != 0 ||
         Send(m_table.templates.Windows_SET_Flash_Type[1], &opcode) != 0)
-        return kPieceTransferFailed;
+        return Flash_Transfer_Failed;
     return 0;
 }
 
@@ -533,7 +529,7 @@ int Extension_Unit_Chip_Protocol::Read_Flash_Ids(Serial_Flash_Id& id)
     for (std::size_t i = 0; i < SERIAL_FLASH_ID_OPCODES.size(); ++i) {
         std::uint8_t bytes[3] = {0, 0, 0};
         if (Load_Flash_Command(kIdOpcodeIndex, SERIAL_FLASH_ID_OPCODES[i]) != 0 || Read_Flash_Id_Bytes(bytes) != 0)
-            return kPieceTransferFailed;
+            return Flash_Transfer_Failed;
         *answers[i] = Serial_Flash_Id_Value(bytes);
     }
     return 0;
@@ -554,7 +550,7 @@ int Extension_Unit_Chip_Protocol::Ensure_Flash_Identified()
         return 0;
     Serial_Flash_Id id{};
     if (Read_Flash_Ids(id) != 0)
-        return kPieceTransferFailed;
+        return Flash_Transfer_Failed;
     Adopt_Flash_Commands(id);
     return 0;
 }

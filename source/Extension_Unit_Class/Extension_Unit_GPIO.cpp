@@ -1,5 +1,7 @@
 #include "Extension_Unit_Class/Extension_Unit_GPIO.h"
 
+#include "Extension_Unit_Class/Camera_Status.h"
+
 namespace {
 
 constexpr std::uint8_t kNoFunction = 255;
@@ -48,7 +50,7 @@ int Look_Up_GPIO(std::uint32_t pin, GPIO_CONTROL* control)
     else if (pin == kFirstExtraPin || pin == kFirstExtraPin + 1)
         *control = sCGPIO_ID[pin - kFirstExtraPin];
     else
-        return -1;
+        return Camera_Status::Unknown_Pin;
     return 0;
 }
 

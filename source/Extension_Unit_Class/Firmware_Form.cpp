@@ -1,9 +1,10 @@
 #include "Extension_Unit_Class/Firmware_Form.h"
 
+#include "Extension_Unit_Class/Camera_Status.h"
+
 namespace {
 
 constexpr int kAccepted = 1;
-constexpr int kUnsupportedForm = -5;
 constexpr unsigned char kHeaderStart = 0x89;
 
 // The byte at offset, or nothing when the image ends before it.
@@ -89,6 +90,6 @@ int FW_Support_Device(unsigned char* image, unsigned int length, unsigned int, b
     case FIRMWARE_VARIANT_1 | SPCA_2650:
         return kAccepted;
     default:
-        return kUnsupportedForm;
+        return Camera_Status::Unsupported_Image;
     }
 }

@@ -1,10 +1,14 @@
 #include "Flash_Piece_Channel.h"
 
+#include "Extension_Unit_Class/Camera_Status.h"
+
 #include <unistd.h>
+
+using Camera_Status::Flash_Transfer_Failed;
+using Camera_Status::Piece_Length_Unusable;
 
 namespace {
 
-constexpr int kTransferFailed = -3;
 constexpr useconds_t kProgramPause = 10000;
 // Where the GET_LEN answers of a piece read land; the values are not used.
 constexpr std::uint32_t kAddressLengthPreset = 4;
@@ -30,14 +34,14 @@ Flash_Piece_Channel::Flash_Piece_Channel(ExtUnit& unit, const Extension_Unit_Chi
 int Flash_Piece_Channel::Single(Windows_UVC_xu_control request, void* data)
 {
     request.p_data = static_cast<std::uint8_t*>(data);
-    return m_unit.EXT_UNIT_IO(&request) == 0 ? 0 : kTransferFailed;
+    return m_unit.EXT_UNIT_IO(&request) == 0 ? 0 : Flash_Transfer_Failed;
 }
 
 int Flash_Piece_Channel::Transaction(const Windows_UVC_xu_control_unit& request, void* data)
 {
     Windows_UVC_xu_control_unit transaction = request;
     transaction.cur.p_data = static_cast<std::uint8_t*>(data);
-    return m_unit.EXT_UNIT_IO(&transaction) == 0 ? 0 : kTransferFailed;
+    return m_unit.EXT_UNIT_IO(&transaction) == 0 ? 0 : Flash_Transfer_Failed;
 }
 
 int Flash_Piece_Channel::Query_Length(std::uint8_t scheme, std::uint16_t& length)
@@ -49,7 +53,7 @@ int Flash_Piece_Channel::Query_Length(std::uint8_t scheme, std::uint16_t& length
         void* data = asksLength ? static_cast<void*>(&record.u_rev) : &scheme;
         record.p_data = static_cast<std::uint8_t*>(data);
         if (m_unit.EXT_UNIT_IO(&record) != 0)
-            return kTransferFailed;
+            return Flash_Transfer_Failed;
         if (asksLength)
             answer = static_cast<std::uint16_t>(record.u_rev & 0xFFFF);
     }
@@ -61,7 +65,7 @@ int Flash_Piece_Channel::Read(std::uint32_t address, std::uint16_t length, std::
 {
     const Piece_Transfer_Plan plan = Flash_Piece_Transfers(length);
     if (plan.count == 0)
-        return kTransferFailed;
+        return Piece_Length_Unusable;
     const std::uint16_t unit = m_table.unitId;
     for (std::uint32_t k = 0; k < plan.count; ++k) {
         const std::uint32_t offset = Transfer_Offset(plan, k);
@@ -72,7 +76,7 @@ int Flash_Piece_Channel::Read(std::uint32_t address, std::uint16_t length, std::
             Single(Set_Cur_Request(unit, XU_SEL_PIECE_ADDR, 4), piece.bytes) != 0 ||
             Single(dataLength, &dataLength.u_rev) != 0 ||
             Single(Get_Cur_Request(unit, XU_SEL_PIECE_DATA, length), buffer + offset) != 0)
-            return kTransferFailed;
+            return Flash_Transfer_Failed;
     }
     return 0;
 }
@@ -93,13 +97,13 @@ int Flash_Piece_Channel::Program(std::uint32_t address, std::uint16_t length, st
 {
     const Piece_Transfer_Plan plan = Flash_Piece_Transfers(length);
     if (plan.count == 0)
-        return kTransferFailed;
+        return Piece_Length_Unusable;
     const Windows_UVC_xu_control_unit data = {Get_Len_Request(m_table.unitId, XU_SEL_PIECE_DATA, length),
                                               Set_Cur_Request(m_table.unitId, XU_SEL_PIECE_DATA, length)};
     for (std::uint32_t k = 0; k < plan.count; ++k) {
         const std::uint32_t offset = Transfer_Offset(plan, k);
         if (Set_Address(address + offset) != 0 || Transaction(data, buffer + offset) != 0)
-            return kTransferFailed;
+            return Flash_Transfer_Failed;
         usleep(kProgramPause);
     }
     return 0;
@@ -110,7 +114,7 @@ int Flash_Piece_Channel::Piece_Transfers(std::uint8_t request, std::uint32_t add
 {
     const Piece_Transfer_Plan plan = Download_Piece_Transfers(length);
     if (plan.count == 0)
-        return kTransferFailed;
+        return Piece_Length_Unusable;
     const auto size = static_cast<std::uint16_t>(plan.step);
     const Windows_UVC_xu_control_unit transfer = {
         Get_Len_Request(m_table.unitId, XU_SEL_PIECE_DATA, size),
@@ -122,7 +126,7 @@ int Flash_Piece_Channel::Piece_Transfers(std::uint8_t request, std::uint32_t add
     for (std::uint32_t k = 0; k < plan.count; ++k) {
         const std::uint32_t offset = Transfer_Offset(plan, k);
         if (Set_Address(address + offset) != 0 || Transaction(transfer, data + offset) != 0)
-            return kTransferFailed;
+            return Flash_Transfer_Failed;
     }
     return 0;
 }
@@ -140,6 +144,6 @@ int Flash_Piece_Channel::Read_Back_Piece(std::uint32_t address, std::uint8_t* da
 int Flash_Piece_Channel::Program_Window(std::uint32_t address, std::uint8_t* data)
 {
     if (Set_Address(address) != 0 || Transaction(m_table.templates.Windows_set_program_window, data) != 0)
-        return kTransferFailed;
+        return Flash_Transfer_Failed;
     return 0;
 }

@@ -1,5 +1,6 @@
 #include "Extension_Unit_Class/Extension_Unit_Base_Class.h"
 
+#include "Extension_Unit_Class/Camera_Status.h"
 #include "Extension_Unit_Class/Chip_Detection.h"
 #include "Extension_Unit_Class/camera_api.h"
 
@@ -54,7 +55,7 @@ int Extension_Unit_Base_Class::initControl()
     const Chip_Detection found =
         Detect_Chip([this](std::size_t test) { return CHIP_DETECTION_ORDER[test].read(this); });
     if (found.chipCode == 0)
-        return -1;
+        return Camera_Status::Chip_Not_Recognised;
     ChipType = found.chipCode;
     Announce(found.announcedName);
     return 0;

@@ -1,8 +1,11 @@
 #include "Extension_Unit_Class/Extension_Unit_UNKNOW_Protocol.h"
 
+#include "Extension_Unit_Class/Camera_Status.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <string>
 
 namespace {
 
@@ -40,6 +43,20 @@ TEST(NullProtocol, EveryOperationGivesItsFixedResult)
     EXPECT_EQ(byte, 0x5A);
     EXPECT_EQ(word, 0x1234);
     EXPECT_EQ(progress, 1.5f);
+}
+
+TEST(NullProtocol, EveryFailureIsToldAsNoChip)
+{
+    Extension_Unit_UNKNOW_Protocol null;
+    std::uint8_t byte = 0;
+    std::uint8_t buffer[4096] = {};
+    const std::string noChip = Camera_Status_Message(Camera_Operation::Register, null.Read_ISP_Register(0, &byte));
+    EXPECT_NE(noChip.find("no chip protocol"), std::string::npos) << noChip;
+    EXPECT_EQ(Camera_Status_Message(Camera_Operation::Gpio, null.Set_Output_GPIO_Api(3, 1)), noChip);
+    EXPECT_EQ(Camera_Status_Message(Camera_Operation::Firmware_Update, null.Download_Firmware(buffer, 2, nullptr)),
+              noChip);
+    const std::string outputInit = Camera_Status_Message(Camera_Operation::Gpio, null.Output_GPIO_Init_Api(3));
+    EXPECT_NE(outputInit.find("no chip protocol"), std::string::npos) << outputInit;
 }
 
 TEST(NullProtocol, ReadFlashTypeReturnsAnEmptySetAndLeavesTheType)

@@ -7,6 +7,7 @@
 
 #include "CalibrationFileCheck.h"
 #include "ExitCode.h"
+#include "FailureText.h"
 #include "ToolContext.h"
 
 namespace korvane::maintenance {
@@ -28,7 +29,7 @@ int runCalibSave(ToolContext& context)
     const int status = Camera_Flash_R_Api(module->device(), kCalibrationPiece, block.data());
     if (status != 0)
         return context.fail(kExitModuleFailed,
-                            "reading the calibration block failed (status " + std::to_string(status) + ")");
+                            failureText("reading the calibration block", Camera_Operation::Flash_Piece, status));
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     if (!file)
         return context.fail(kExitInputRefused, "cannot create " + path + ": " + std::strerror(errno));

@@ -4,6 +4,7 @@
 
 #include "CalibrationFileCheck.h"
 #include "ExitCode.h"
+#include "FailureText.h"
 #include "FileBytes.h"
 #include "ToolContext.h"
 #include "UserDataGuard.h"
@@ -47,13 +48,14 @@ int runCalibWrite(ToolContext& context)
     block.resize(kBlockSize, 0);
     const int status = Camera_Flash_W_Api(module->device(), kCalibrationPiece, block.data());
     if (status != 0)
-        return failedWithBackup(context,
-                                "writing the calibration block failed (status " + std::to_string(status) + ")", guard);
+        return failedWithBackup(
+            context, failureText("writing the calibration block", Camera_Operation::Flash_Piece, status), guard);
     std::vector<std::uint8_t> readBack(kBlockSize, 0);
     const int readStatus = Camera_Flash_R_Api(module->device(), kCalibrationPiece, readBack.data());
     if (readStatus != 0)
         return failedWithBackup(
-            context, "reading the calibration block back failed (status " + std::to_string(readStatus) + ")", guard);
+            context, failureText("reading the calibration block back", Camera_Operation::Flash_Piece, readStatus),
+            guard);
     if (readBack != block)
         return failedWithBackup(context, "the calibration block read back differs from " + path, guard);
     context.out() << "Calibration " << path << " (" << contents.size() << " bytes) written to "

@@ -8,6 +8,7 @@
 #include "DownloadProgressBar.h"
 #include "ExitCode.h"
 #include "FileBytes.h"
+#include "Extension_Unit_Class/Camera_Status.h"
 #include "Extension_Unit_Class/Firmware_Form.h"
 #include "NumberArgument.h"
 #include "StandardErrorPipe.h"
@@ -69,7 +70,8 @@ int downloadWithProgress(ToolContext& context, ModuleHandle& module, Image& imag
 
 int downloadFailed(ToolContext& context, int status, const UserDataGuard& guard, bool coversUserData)
 {
-    context.fail(kExitModuleFailed, "the firmware download failed: " + downloadFailure(status));
+    context.fail(kExitModuleFailed, std::string("the firmware download failed: ") +
+                                        Camera_Status_Message(Camera_Operation::Firmware_Update, status));
     context.err() << "The user data taken before the download is kept in " << guard.backupPath() << ".\n";
     if (coversUserData)
         context.err() << "Once the module runs its firmware again, restore it with:\n  "
@@ -79,28 +81,6 @@ int downloadFailed(ToolContext& context, int status, const UserDataGuard& guard,
 }
 
 } // namespace
-
-std::string downloadFailure(int status)
-{
-    switch (status) {
-    case -1:
-        return "the flash read back differs; the image header was blanked and the module starts its boot code";
-    case -2:
-        return "the image does not fit the chip";
-    case -3:
-        return "a transfer to the module failed";
-    case -4:
-        return "no flash was identified on the module";
-    case -5:
-        return "the image is of a form the module does not take";
-    case -6:
-        return "the module did not come back after switching to its boot code";
-    case -8:
-        return "the chip refuses a download in its present state";
-    default:
-        return "status " + std::to_string(status);
-    }
-}
 
 int runFirmware(ToolContext& context)
 {

@@ -34,6 +34,7 @@ int runGpioGet(ToolContext& context)
     const std::string name = "GPIO pin " + std::to_string(pin);
     std::uint8_t level = 0;
     const int status = context.transferOnModule(
+        Camera_Operation::Gpio,
         {{"making an input of " + name,
           [&](_Device_Point_* device) { return Camera_Input_GPIO_Init_Api(device, number); }},
          {"reading " + name, [&](_Device_Point_* device) { return Camera_Get_Input_GPIO_Api(device, number, &level); }}});
@@ -51,6 +52,7 @@ int runGpioSet(ToolContext& context)
     const unsigned number = static_cast<unsigned>(pin);
     const std::string name = "GPIO pin " + std::to_string(pin);
     const int status = context.transferOnModule(
+        Camera_Operation::Gpio,
         {{"making an output of " + name,
           [&](_Device_Point_* device) { return Camera_Output_GPIO_Init_Api(device, number); }},
          {"driving " + name, [&](_Device_Point_* device) {

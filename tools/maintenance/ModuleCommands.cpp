@@ -9,6 +9,7 @@
 #include "ExitCode.h"
 #include "Extension_Unit_Class/Extension_Unit_Functions.h"
 #include "Extension_Unit_Class/Video_Node_Access.h"
+#include "FailureText.h"
 #include "FlashPartName.h"
 #include "PrintableText.h"
 #include "ToolContext.h"
@@ -41,7 +42,7 @@ std::string calibrationState(ModuleHandle& module, bool& readFailed)
     const int status = Camera_Flash_R_Api(module.device(), kCalibrationPiece, block.data());
     readFailed = status != 0;
     if (readFailed)
-        return "unknown: the flash read failed (status " + std::to_string(status) + ")";
+        return "unknown: " + failureText("the flash read", Camera_Operation::Flash_Piece, status);
     std::string why;
     if (CalibrationFileCheck::checkBlock(block, why))
         return "valid calibration file";

@@ -24,7 +24,7 @@ template <typename Report>
 int registerTransfer(ToolContext& context, const std::string& what, const ToolContext::Transfer& transfer,
                      Report report)
 {
-    const int status = context.transferOnModule({{what, transfer}});
+    const int status = context.transferOnModule(Camera_Operation::Register, {{what, transfer}});
     if (status == kExitSuccess)
         context.out() << report() << "\n";
     return status;

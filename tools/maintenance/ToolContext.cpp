@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "ExitCode.h"
+#include "FailureText.h"
 #include "NumberArgument.h"
 #include "UserDataGuard.h"
 
@@ -40,7 +41,8 @@ std::unique_ptr<ModuleHandle> ToolContext::openModule()
     return module;
 }
 
-int ToolContext::transferOnModule(const std::vector<std::pair<std::string, Transfer>>& transfers)
+int ToolContext::transferOnModule(Camera_Operation operation,
+                                  const std::vector<std::pair<std::string, Transfer>>& transfers)
 {
     auto module = openModule();
     if (!module)
@@ -48,7 +50,7 @@ int ToolContext::transferOnModule(const std::vector<std::pair<std::string, Trans
     for (const auto& [what, transfer] : transfers) {
         const int status = transfer(module->device());
         if (status != 0)
-            return fail(kExitModuleFailed, what + " failed (status " + std::to_string(status) + ")");
+            return fail(kExitModuleFailed, failureText(what, operation, status));
     }
     return kExitSuccess;
 }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "CommandLine.h"
+#include "Extension_Unit_Class/Camera_Status.h"
 #include "ModuleHandle.h"
 
 namespace korvane::maintenance {
@@ -37,9 +38,10 @@ public:
     bool numberArgument(std::size_t index, const char* name, std::uint64_t max, std::uint64_t& value);
     // The module on --device; null, after saying why, when there is none.
     std::unique_ptr<ModuleHandle> openModule();
-    // Runs transfers on the module on --device, in order, until one fails;
-    // then says which failed and with what status. The exit status.
-    int transferOnModule(const std::vector<std::pair<std::string, Transfer>>& transfers);
+    // Runs transfers (all of that kind of operation) on the module on
+    // --device, in order, until one fails; then says which failed, with
+    // what status and what it means. The exit status.
+    int transferOnModule(Camera_Operation operation, const std::vector<std::pair<std::string, Transfer>>& transfers);
     // The command that writes a backup file back to the module on --device.
     std::string restoreCommand(const std::string& backupPath) const;
 

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "Extension_Unit_Class/Camera_Status.h"
 #include "UserDataLayout.h"
 #include "ModuleFlashTest.h"
 #include "support/TempDir.h"
@@ -287,7 +288,9 @@ TEST_F(UserDataBackupModuleTest, AFailedWriteIsReported)
     virtualModule.Fail_Queries(FaultRule{kAny, kAny, kSetCur, EIO, kAlways, 0});
     std::string why;
     EXPECT_FALSE(sampleBackup().writeTo(*module, why));
-    EXPECT_EQ(why, "writing user-data piece 0 failed (code -3)");
+    const std::string meaning =
+        Camera_Status_Message(Camera_Operation::Flash_Piece, Camera_Status::Flash_Transfer_Failed);
+    EXPECT_EQ(why, "writing user-data piece 0 failed (status -3): " + meaning);
 }
 
 TEST_F(UserDataBackupModuleTest, AReadBackDifferenceIsReported)

@@ -143,7 +143,10 @@ TEST_F(UserDataGuardTest, ABackupThatCannotBeReadIsReportedAndNothingIsSaved)
     virtualModule.Fail_Queries(FaultRule{kAny, kAny, kAny, EIO, kAlways, 0});
     std::ostringstream out;
     EXPECT_FALSE(guard.takeBackup(*module, out));
-    EXPECT_EQ(out.str(), "Cannot back up the user data: reading user-data piece 0 failed (code -3)\n");
+    const std::string meaning =
+        Camera_Status_Message(Camera_Operation::Flash_Piece, Camera_Status::Flash_Transfer_Failed);
+    EXPECT_EQ(out.str(),
+              "Cannot back up the user data: reading user-data piece 0 failed (status -3): " + meaning + "\n");
     EXPECT_TRUE(guard.backupPath().empty());
     EXPECT_FALSE(std::filesystem::exists(m_backups.file("backups")));
 }
@@ -194,7 +197,9 @@ TEST_F(UserDataGuardTest, AFailedRestoreWriteIsReported)
     loadFlash(virtualModule, kCalibrationPiece * 4096, Bytes(4096, 0));
     virtualModule.Fail_Queries(FaultRule{kAny, kEraseSelector, kSetCur, EIO, kAlways, 0});
 
-    expectKeptAndNamed(guard, restoreFailure(guard, 3s), "writing user-data piece 0 failed (code -3)");
+    const std::string meaning =
+        Camera_Status_Message(Camera_Operation::Flash_Piece, Camera_Status::Flash_Transfer_Failed);
+    expectKeptAndNamed(guard, restoreFailure(guard, 3s), "writing user-data piece 0 failed (status -3): " + meaning);
 
     virtualModule.Clear_Faults();
     restoreFromKeptFile(guard, virtualModule);

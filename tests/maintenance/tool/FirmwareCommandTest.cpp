@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Extension_Unit_Class/Camera_Status.h"
 #include "Extension_Unit_Class/Extension_Unit_Templates.h"
 #include "ChipCatalog.h"
 #include "Firmware_Image_Generator.h"
@@ -307,8 +308,9 @@ TEST_F(FirmwareCommand, AFailedDownloadKeepsTheBackupAndSaysHowToRestore)
     const ToolRun run = runTool({"firmware", path, "--wait", "10"});
     EXPECT_EQ(run.status, 1) << run.out << run.err;
     ASSERT_EQ(backupFiles().size(), 1u);
-    EXPECT_TRUE(contains(run.err, "korvane-maintenance: the firmware download failed: a transfer to the module failed\n"))
-        << run.err;
+    const std::string meaning =
+        Camera_Status_Message(Camera_Operation::Firmware_Update, Camera_Status::Flash_Transfer_Failed);
+    EXPECT_TRUE(contains(run.err, "korvane-maintenance: the firmware download failed: " + meaning + "\n")) << run.err;
     EXPECT_TRUE(contains(run.err, "kept in " + backupFiles()[0])) << run.err;
     EXPECT_EQ(lineWith(run.err, "korvane-maintenance restore"),
               "  korvane-maintenance restore --device 0 " + backupFiles()[0]);

@@ -3,6 +3,8 @@
 // statuses.
 #include <cerrno>
 #include <filesystem>
+#include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -180,6 +182,28 @@ TEST_F(ModuleCommands, AFailedRegisterTransferGivesStatusOne)
     const ToolRun run = runTool({"isp-write", "0x1235", "1"});
     EXPECT_EQ(run.status, 1);
     EXPECT_TRUE(contains(run.err, "korvane-maintenance: writing ISP register 0x1235 failed (status -")) << run.err;
+}
+
+TEST_F(ModuleCommands, AFailedTransferIsToldInTheControlChannelsWords)
+{
+    struct Case
+    {
+        std::vector<std::string> command;
+        std::string what;
+        Camera_Operation operation;
+    };
+    const Case cases[] = {
+        {{"isp-write", "0x1235", "1"}, "writing ISP register 0x1235", Camera_Operation::Register},
+        {{"gpio-set", "3", "1"}, "making an output of GPIO pin 3", Camera_Operation::Gpio},
+    };
+    VirtualModule& module = addModule(0);
+    module.Fail_Queries({korvane::emulator::kAny, XU_SEL_ISP_VALUE, korvane::emulator::kSetCur, EIO,
+                         korvane::emulator::kAlways});
+    for (const Case& failing : cases) {
+        const ToolRun run = runTool(failing.command);
+        const std::string meaning = Camera_Status_Message(failing.operation, Camera_Status::Transfer_Failed);
+        EXPECT_EQ(run.err, "korvane-maintenance: " + failing.what + " failed (status -1): " + meaning + "\n");
+    }
 }
 
 TEST_F(ModuleCommands, BadNumbersAreUsageErrorsAndSendNothing)

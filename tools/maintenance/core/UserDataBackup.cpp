@@ -15,6 +15,7 @@
 
 #include <zlib.h>
 
+#include "FailureText.h"
 #include "ModuleHandle.h"
 #include "PrintableText.h"
 #include "UserDataLayout.h"
@@ -192,7 +193,7 @@ bool readPiece(ModuleHandle& module, std::size_t index, std::vector<std::uint8_t
     piece.assign(UserDataBackup::kPieceSize, 0);
     const int result = Camera_Flash_R_Api(module.device(), static_cast<int>(index), piece.data());
     if (result != 0)
-        why = "reading user-data piece " + std::to_string(index) + " failed (code " + std::to_string(result) + ")";
+        why = failureText("reading user-data piece " + std::to_string(index), Camera_Operation::Flash_Piece, result);
     return result == 0;
 }
 
@@ -264,7 +265,7 @@ bool UserDataBackup::writeTo(ModuleHandle& module, std::string& why) const
         std::vector<std::uint8_t> data = pieces[i];
         const int result = Camera_Flash_W_Api(module.device(), static_cast<int>(i), data.data());
         if (result != 0) {
-            why = "writing user-data piece " + std::to_string(i) + " failed (code " + std::to_string(result) + ")";
+            why = failureText("writing user-data piece " + std::to_string(i), Camera_Operation::Flash_Piece, result);
             return false;
         }
         std::vector<std::uint8_t> readBack;
