@@ -15,6 +15,7 @@
 #include <opencv2/core.hpp>
 #include <opencv2/videoio.hpp>
 
+#include "CalibrationFormat.h"
 #include "FisheyeRectify.h"
 #include "SystemLog.h"
 
@@ -236,6 +237,10 @@ protected:
     static bool takesNewestRawPair(std::chrono::microseconds newest, std::chrono::microseconds lastTaken,
                                    std::chrono::microseconds period, std::chrono::microseconds now);
 
+    // The calibration matrix kept under a key of kind Matrix; null for any
+    // other item.
+    cv::Mat* calibrationMatrix(korvane::CalibrationFormat::Item item);
+
 private:
     // The shared-memory segment of a running capture worker.
     struct SharedSegment
@@ -296,6 +301,11 @@ private:
     bool waitForRawPair(std::unique_lock<std::mutex>& lock);
     bool createLog();
     bool openCapture(bool fromFile);
+    // The int field kept under a key of kind WholeNumber; null for any other
+    // item.
+    int* calibrationNumber(korvane::CalibrationFormat::Item item);
+    // What the calibration file holds under a key.
+    cv::Mat calibrationValue(const korvane::CalibrationFormat::Entry& entry);
 
     std::atomic<int> m_pairsInFlight{defaultPairsInFlight()}; // lanes of the next disparity worker
     // Guards m_fetchTicket; held across each lane's fetch, so that ticket
