@@ -2,8 +2,8 @@
 #define KORVANE_CAMERA_CALIBRATIONBLOCK_H
 
 // Internal: the device camera's view of the calibration block read from the
-// module's flash (a calibration file followed by zero bytes up to 4096), on
-// the block's bytes alone. Not installed.
+// module's flash (a calibration file followed by zero bytes up to
+// CalibrationFormat::kBlockSize), on the block's bytes alone. Not installed.
 
 #include <cstddef>
 #include <string>

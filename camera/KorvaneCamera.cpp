@@ -3,10 +3,7 @@
 #include "CalibrationBlock.h"
 
 #include <cstdio>
-#include <cstring>
-#include <iterator>
 #include <new>
-#include <vector>
 
 #include <unistd.h>
 
@@ -17,64 +14,30 @@ namespace {
 const cv::Size kModuleFrameSize(1856, 800);
 constexpr int kModuleFrameRate = 30;
 
-// The block holds the calibration file followed by zero bytes up to 4096,
-// and the settings parser refuses text with NUL bytes in it: cut the file at
-// its first zero byte. A file that cannot be read is left for the parser to
-// report.
-void cutBlockPadding(const std::string& path)
+using korvane::CalibrationFormat;
+
+// The calibration block as the flash read left it in the file at path; empty
+// when the file cannot be read.
+std::string readBlock(const std::string& path)
 {
     std::FILE* file = std::fopen(path.c_str(), "rb");
     if (!file)
-        return;
-    char block[4096];
-    const std::size_t length = std::fread(block, 1, sizeof block, file);
+        return {};
+    std::string block(CalibrationFormat::kBlockSize, '\0');
+    block.resize(std::fread(block.data(), 1, block.size(), file));
     std::fclose(file);
-    const std::size_t fileLength = korvane::calibrationFileLength(block, length);
-    if (fileLength < length)
-        truncate(path.c_str(), static_cast<off_t>(fileLength));
-}
-
-std::string readBlock(const std::string& path)
-{
-    std::string block;
-    if (std::FILE* file = std::fopen(path.c_str(), "rb")) {
-        char bytes[4096];
-        block.assign(bytes, std::fread(bytes, 1, sizeof bytes, file));
-        std::fclose(file);
-    }
     return block;
 }
 
-// The calibration keys whose matrices a failed load left empty.
-std::vector<std::string> emptyCalibrationKeys(StereoCamera& camera)
+// The block holds the calibration file followed by zero bytes, and the
+// settings parser refuses text with NUL bytes in it: cut the file at its
+// first zero byte. A file that could not be read is left for the parser to
+// report.
+void cutBlockPadding(const std::string& path, const std::string& block)
 {
-    static const char* const kNames[] = {"LeftIntrinsicMatrix",  "LeftDistortionCoefficients",  "LeftXi",
-                                         "LeftRotation",         "Translation",
-                                         "RightIntrinsicMatrix", "RightDistortionCoefficients", "RightXi",
-                                         "RightRotation"};
-    std::vector<cv::Mat> matrices;
-    camera.getCalibParams(matrices, false);
-    matrices.pop_back(); // the rectified camera matrix
-    camera.getCalibParams(matrices, true);
-    std::vector<std::string> names;
-    for (std::size_t i = 0; i < std::size(kNames); ++i)
-        if (matrices[i].empty())
-            names.push_back(kNames[i]);
-    return names;
-}
-
-// What keeps text that did not load from being a calibration file.
-std::string loadProblem(StereoCamera& camera)
-{
-    const std::vector<std::string> names = emptyCalibrationKeys(camera);
-    if (names.size() == 9)
-        return "it holds no calibration parameters";
-    if (names.empty())
-        return "it does not load as a complete calibration file";
-    std::string list;
-    for (const std::string& name : names)
-        list += (list.empty() ? "" : ", ") + name;
-    return "these keys are missing or malformed: " + list;
+    const std::size_t fileLength = korvane::calibrationFileLength(block.data(), block.size());
+    if (fileLength < block.size())
+        truncate(path.c_str(), static_cast<off_t>(fileLength));
 }
 
 } // namespace
@@ -143,7 +106,7 @@ bool KorvaneCamera::loadInternalCalibParams()
         return false;
     }
     const std::string block = readBlock(path);
-    cutBlockPadding(path);
+    cutBlockPadding(path, block);
     const bool loaded = loadCalibParams(path);
     if (!loaded && m_deviceLog)
         m_deviceLog->runTimeError("load tmp file failed, temp file permission error!\n");
@@ -160,7 +123,7 @@ void KorvaneCamera::reportBlock(const std::string& block, bool loaded)
         return;
     std::string problem = korvane::calibrationBlockProblem(block);
     if (problem.empty() && !loaded)
-        problem = loadProblem(*this);
+        problem = loadProblem();
     if (problem.empty())
         return;
     const char* format = "The calibration block in flash is not a valid calibration file: %s.\n";
@@ -168,6 +131,30 @@ void KorvaneCamera::reportBlock(const std::string& block, bool loaded)
         m_deviceLog->runTimeWarning(format, problem.c_str());
     else
         m_deviceLog->runTimeError(format, problem.c_str());
+}
+
+// What keeps text that did not load from being a calibration file: the keys
+// whose matrices the load left empty, in the loader's order.
+std::string KorvaneCamera::loadProblem()
+{
+    std::string emptyKeys;
+    std::size_t matrices = 0;
+    std::size_t empty = 0;
+    for (const CalibrationFormat::Entry* entry : CalibrationFormat::readOrder()) {
+        const cv::Mat* matrix = calibrationMatrix(entry->item);
+        if (!matrix)
+            continue;
+        ++matrices;
+        if (matrix->empty()) {
+            ++empty;
+            emptyKeys += (emptyKeys.empty() ? "" : ", ") + std::string(entry->key);
+        }
+    }
+    if (empty == matrices)
+        return "it holds no calibration parameters";
+    if (empty == 0)
+        return "it does not load as a complete calibration file";
+    return "these keys are missing or malformed: " + emptyKeys;
 }
 
 bool KorvaneCamera::updateFirmware(std::string path)

@@ -6,6 +6,7 @@
 
 #include <opencv2/core.hpp>
 
+#include "CalibrationFormat.h"
 #include "StereoCamera.h"
 #include "SystemLog.h"
 
@@ -47,13 +48,16 @@ private:
     // Logs one line naming what is wrong when the block read from flash is
     // not a calibration file followed by zero bytes.
     void reportBlock(const std::string& block, bool loaded);
+    // What keeps the text of a block that did not load from being a
+    // calibration file.
+    std::string loadProblem();
 
     std::string m_deviceLogName = "KorvaneCameraSDK";
     std::unique_ptr<SystemLog> m_deviceLog; // may be null when it could not be made
 };
 
 // Size of the calibration block at flash address 0.
-constexpr std::size_t kCalibrationBlockSize = 4096;
+constexpr std::size_t kCalibrationBlockSize = korvane::CalibrationFormat::kBlockSize;
 
 // Maintenance operation codes of cameraSpecailOprations.
 enum KorvaneMaintenance : int
@@ -61,7 +65,7 @@ enum KorvaneMaintenance : int
     kFlashToFile = 0,       // path in: the file to create from the calibration block
     kReservedOperation = 1, // does nothing
     kFirmwareUpdate = 2,    // path in: the firmware image
-    kCalibrationToFlash = 3, // path in: the calibration file (at most 4096 bytes)
+    kCalibrationToFlash = 3, // path in: the calibration file (at most kCalibrationBlockSize bytes)
     kIdentification = 4,    // path out: "bcdDevice-bcdDevice-vid-serial"
 };
 

@@ -15,6 +15,7 @@
 #include <opencv2/core.hpp>
 #include <opencv2/videoio.hpp>
 
+#include "CalibrationFormat.h"
 #include "FisheyeRectify.h"
 #include "GuardedMutex.h"
 #include "SystemLog.h"
@@ -240,6 +241,10 @@ protected:
     static bool takesNewestRawPair(std::chrono::microseconds newest, std::chrono::microseconds lastTaken,
                                    std::chrono::microseconds period, std::chrono::microseconds now);
 
+    // The calibration matrix kept under a key of kind Matrix; null for any
+    // other item.
+    cv::Mat* calibrationMatrix(korvane::CalibrationFormat::Item item);
+
 private:
     // The shared-memory segment of a running capture worker.
     struct SharedSegment
@@ -304,6 +309,11 @@ private:
     // FrameSize, read under its lock without the virtual getter.
     cv::Size rawFrameSize() const KORVANE_EXCLUDES(m_settingsMutex);
     bool openCapture(bool fromFile);
+    // The int field kept under a key of kind WholeNumber; null for any other
+    // item.
+    int* calibrationNumber(korvane::CalibrationFormat::Item item);
+    // What the calibration file holds under a key.
+    cv::Mat calibrationValue(const korvane::CalibrationFormat::Entry& entry);
 
     std::atomic<int> m_pairsInFlight{defaultPairsInFlight()}; // lanes of the next disparity worker
     // Guards m_fetchTicket's increments and m_lastFetchedStamp; held across

@@ -3,57 +3,79 @@
 
 #include <iostream>
 #include <new>
+#include <utility>
+#include <vector>
 
 #include "MatrixFileValues.h"
 #include "StorageText.h"
 
 namespace {
 
+using korvane::CalibrationFormat;
 using korvane::NodeStatus;
-
-// Shape a calibration matrix must have to be used by rectification and depth.
-struct CalibShape
-{
-    int rows;     // 0: any
-    int cols;     // 0: any
-    int minTotal; // at least this many elements
-};
-
-const CalibShape kScalar{0, 0, 1};
-const CalibShape kMatrix3x3{3, 3, 9};
-const CalibShape kDistortionRow{1, 0, 4};
-const CalibShape kVector3{0, 0, 3};
-
-bool hasShape(const cv::Mat& m, const CalibShape& shape)
-{
-    return (shape.rows == 0 || m.rows == shape.rows) && (shape.cols == 0 || m.cols == shape.cols) &&
-           static_cast<int>(m.total()) >= shape.minTotal;
-}
+using Item = CalibrationFormat::Item;
+using Kind = CalibrationFormat::Kind;
 
 const char* const kNotLoaded = "Read A NULL File, Camera CalibParams not loaded!";
 
 // Reads one key into `out` as 64-bit floats. An absent key empties `out`; a
 // value of the wrong form empties it as well and is reported: the loader's
 // failure line first (once per file, `reported` tells), then the reason.
-void readCalibKey(cv::FileStorage& fs, const char* key, const CalibShape& shape,
-                  const std::string& fileName, cv::Mat& out, bool& reported)
+void readCalibKey(cv::FileStorage& fs, const CalibrationFormat::Entry& entry, const std::string& fileName,
+                  cv::Mat& out, bool& reported)
 {
     std::string why;
-    const NodeStatus status = korvane::readMatrixNode(fs[key], out, why);
-    if (status == NodeStatus::Present && !hasShape(out, shape))
+    const NodeStatus status = korvane::readMatrixNode(fs[entry.key], out, why);
+    if (status == NodeStatus::Present && !entry.fits(out))
         why = "matrix of " + std::to_string(out.rows) + " x " + std::to_string(out.cols) +
               " has the wrong shape";
     if (!why.empty()) {
         if (!reported)
             std::cerr << kNotLoaded << std::endl;
         reported = true;
-        std::cerr << "Bad calibration file " << fileName << ", key " << key << ": " << why
+        std::cerr << "Bad calibration file " << fileName << ", key " << entry.key << ": " << why
                   << std::endl;
         out.release();
     }
 }
 
 } // namespace
+
+cv::Mat* StereoCamera::calibrationMatrix(Item item)
+{
+    switch (item) {
+    case Item::LeftXi: return &LeftXi;
+    case Item::LeftIntrinsicMatrix: return &LeftIntrinsicMatrix;
+    case Item::LeftDistortionCoefficients: return &LeftDistortionCoefficients;
+    case Item::LeftRotation: return &LeftRotation;
+    case Item::RightXi: return &RightXi;
+    case Item::RightIntrinsicMatrix: return &RightIntrinsicMatrix;
+    case Item::RightDistortionCoefficients: return &RightDistortionCoefficients;
+    case Item::RightRotation: return &RightRotation;
+    case Item::Translation: return &Translation;
+    default: return nullptr;
+    }
+}
+
+int* StereoCamera::calibrationNumber(Item item)
+{
+    switch (item) {
+    case Item::SerialNumber: return &m_serialNumber;
+    case Item::PositionNumber: return &m_posNumber;
+    default: return nullptr;
+    }
+}
+
+cv::Mat StereoCamera::calibrationValue(const CalibrationFormat::Entry& entry)
+{
+    switch (entry.kind) {
+    case Kind::WholeNumber: return korvane::scalarMatrix(*calibrationNumber(entry.item));
+    case Kind::FrameSize: return korvane::sizeMatrix(RectifyFrameSize);
+    case Kind::Identity: return CalibrationFormat::identityValue();
+    case Kind::Matrix: break;
+    }
+    return *calibrationMatrix(entry.item);
+}
 
 bool StereoCamera::loadCalibParams(std::string fileName)
 {
@@ -68,36 +90,29 @@ bool StereoCamera::loadCalibParams(std::string fileName)
             std::cerr << "Read File: " << fileName << " Error!" << std::endl;
             return false;
         }
-        cv::Mat serialNumber;
-        cv::Mat positionNumber;
+        // Matrices are read straight into the object; whole numbers are set
+        // only when the file is complete.
+        std::vector<std::pair<int*, int>> numbers;
         bool reported = false;
-        readCalibKey(*fs, "SerialNumber", kScalar, fileName, serialNumber, reported);
-        readCalibKey(*fs, "PositonNumber", kScalar, fileName, positionNumber, reported);
-        readCalibKey(*fs, "LeftXi", kScalar, fileName, LeftXi, reported);
-        readCalibKey(*fs, "LeftIntrinsicMatrix", kMatrix3x3, fileName, LeftIntrinsicMatrix, reported);
-        readCalibKey(*fs, "LeftDistortionCoefficients", kDistortionRow, fileName, LeftDistortionCoefficients,
-                     reported);
-        readCalibKey(*fs, "LeftRotation", kMatrix3x3, fileName, LeftRotation, reported);
-        readCalibKey(*fs, "RightXi", kScalar, fileName, RightXi, reported);
-        readCalibKey(*fs, "RightIntrinsicMatrix", kMatrix3x3, fileName, RightIntrinsicMatrix, reported);
-        readCalibKey(*fs, "RightDistortionCoefficients", kDistortionRow, fileName, RightDistortionCoefficients,
-                     reported);
-        readCalibKey(*fs, "Translation", kVector3, fileName, Translation, reported);
-        readCalibKey(*fs, "RightRotation", kMatrix3x3, fileName, RightRotation, reported);
-
-        int serial = 0;
-        int position = 0;
-        const bool complete =
-            korvane::elementToInt(serialNumber, 0, serial) &&
-            korvane::elementToInt(positionNumber, 0, position) && !LeftXi.empty() &&
-            !LeftIntrinsicMatrix.empty() && !LeftDistortionCoefficients.empty() &&
-            !LeftRotation.empty() && !RightXi.empty() && !RightIntrinsicMatrix.empty() &&
-            !RightDistortionCoefficients.empty() && !Translation.empty() && !RightRotation.empty();
+        bool complete = true;
+        for (const CalibrationFormat::Entry* entry : CalibrationFormat::readOrder()) {
+            if (entry->kind == Kind::WholeNumber) {
+                cv::Mat value;
+                readCalibKey(*fs, *entry, fileName, value, reported);
+                int number = 0;
+                complete = korvane::elementToInt(value, 0, number) && complete;
+                numbers.emplace_back(calibrationNumber(entry->item), number);
+            } else {
+                cv::Mat& matrix = *calibrationMatrix(entry->item);
+                readCalibKey(*fs, *entry, fileName, matrix, reported);
+                complete = !matrix.empty() && complete;
+            }
+        }
         fs->release();
         if (!complete)
             return false;
-        m_serialNumber = serial;
-        m_posNumber = position;
+        for (const auto& [field, number] : numbers)
+            *field = number;
         return true;
     } catch (const std::exception&) {
         std::cerr << kNotLoaded << std::endl;
@@ -114,20 +129,8 @@ bool StereoCamera::saveCalibParams(std::string fileName)
             std::cerr << "Save File: " << fileName << " Error!" << std::endl;
             return false;
         }
-        *fs << "SerialNumber" << korvane::scalarMatrix(m_serialNumber);
-        *fs << "PositonNumber" << korvane::scalarMatrix(m_posNumber);
-        *fs << "RectifyFrameSize" << korvane::sizeMatrix(RectifyFrameSize);
-        *fs << "LeftXi" << LeftXi;
-        *fs << "LeftIntrinsicMatrix" << LeftIntrinsicMatrix;
-        *fs << "LeftDistortionCoefficients" << LeftDistortionCoefficients;
-        *fs << "LeftRotation" << LeftRotation;
-        *fs << "RightXi" << RightXi;
-        *fs << "RightIntrinsicMatrix" << RightIntrinsicMatrix;
-        *fs << "RightDistortionCoefficients" << RightDistortionCoefficients;
-        // Written before Translation, read after it: both orders are kept.
-        *fs << "RightRotation" << RightRotation;
-        *fs << "Translation" << Translation;
-        *fs << "Reserved" << cv::Mat(cv::Mat::eye(3, 3, CV_64F));
+        for (const CalibrationFormat::Entry& entry : CalibrationFormat::writeOrder())
+            *fs << entry.key << calibrationValue(entry);
         korvane::syncFileSystem();
         fs->release();
         fs.reset();

@@ -7,6 +7,7 @@
 #include "CalibrationText.h"
 #include "DeviceLogLines.h"
 #include "DeviceTestSupport.h"
+#include "camera/CalibrationFormat.h"
 #include "camera/KorvaneCamera.h"
 #include "support/CaptureStream.h"
 
@@ -63,6 +64,23 @@ TEST_F(CalibrationBlockReport, EachRefusedBlockIsNamed)
         EXPECT_EQ(logOfCamera(serial), kLoadFailed + errorLine(invalidBlock(refused.what)) + kCannotGet);
         EXPECT_EQ(serial, 0);
         EXPECT_TRUE(temporaryCalibrationFiles().empty());
+        Testbed().Unplug(module);
+    }
+}
+
+TEST_F(CalibrationBlockReport, EachMissingMatrixKeyOfTheFormatIsNamed)
+{
+    for (const korvane::CalibrationFormat::Entry* entry : korvane::CalibrationFormat::readOrder()) {
+        if (entry->kind != korvane::CalibrationFormat::Kind::Matrix)
+            continue;
+        SCOPED_TRACE(entry->key);
+        VirtualModule& module = addModule(0);
+        loadCalibrationBlock(module, withoutKey(sample(), entry->key));
+        int serial = -1;
+        EXPECT_EQ(logOfCamera(serial),
+                  kLoadFailed +
+                      errorLine(invalidBlock(std::string("these keys are missing or malformed: ") + entry->key)) +
+                      kCannotGet);
         Testbed().Unplug(module);
     }
 }

@@ -17,31 +17,9 @@ namespace korvane::maintenance {
 
 namespace {
 
-// The form of a key's value that the calibration loader and rectification use.
-struct CalibrationKey
-{
-    const char* name;
-    int rows;     // 0: any
-    int cols;     // 0: any
-    int minTotal; // at least this many elements
-    bool integer; // element 0 must convert to an int
-};
+using Entry = CalibrationFormat::Entry;
 
-const CalibrationKey kKeys[] = {
-    {"SerialNumber", 0, 0, 1, true},
-    {"PositonNumber", 0, 0, 1, true},
-    {"LeftXi", 0, 0, 1, false},
-    {"LeftIntrinsicMatrix", 3, 3, 9, false},
-    {"LeftDistortionCoefficients", 1, 0, 4, false},
-    {"LeftRotation", 3, 3, 9, false},
-    {"RightXi", 0, 0, 1, false},
-    {"RightIntrinsicMatrix", 3, 3, 9, false},
-    {"RightDistortionCoefficients", 1, 0, 4, false},
-    {"Translation", 0, 0, 3, false},
-    {"RightRotation", 3, 3, 9, false},
-};
-
-// Time the trial parse of a text of at most 4096 bytes may take.
+// Time the trial parse of a text of at most one block may take.
 constexpr int kTrialParseMilliseconds = 2000;
 
 std::string shapeText(const cv::Mat& m)
@@ -49,37 +27,35 @@ std::string shapeText(const cv::Mat& m)
     return std::to_string(m.rows) + " x " + std::to_string(m.cols);
 }
 
-bool checkValue(const CalibrationKey& key, const cv::Mat& value, std::string& why)
+bool checkValue(const Entry& entry, const cv::Mat& value, std::string& why)
 {
-    const bool shaped = (key.rows == 0 || value.rows == key.rows) && (key.cols == 0 || value.cols == key.cols) &&
-                        static_cast<int>(value.total()) >= key.minTotal;
-    if (!shaped) {
-        why = std::string("key ") + key.name + " holds a matrix of " + shapeText(value) + ", which has the wrong shape";
+    if (!entry.fits(value)) {
+        why = std::string("key ") + entry.key + " holds a matrix of " + shapeText(value) + ", which has the wrong shape";
         return false;
     }
     int number = 0;
-    if (key.integer && !elementToInt(value, 0, number)) {
-        why = std::string("key ") + key.name + " is not a whole number";
+    if (entry.kind == CalibrationFormat::Kind::WholeNumber && !elementToInt(value, 0, number)) {
+        why = std::string("key ") + entry.key + " is not a whole number";
         return false;
     }
     return true;
 }
 
-bool checkNode(const cv::FileStorage& storage, const CalibrationKey& key, std::string& why)
+bool checkNode(const cv::FileStorage& storage, const Entry& entry, std::string& why)
 {
     cv::Mat value;
     std::string reason;
-    switch (readMatrixNode(storage[key.name], value, reason)) {
+    switch (readMatrixNode(storage[entry.key], value, reason)) {
     case NodeStatus::Absent:
-        why = std::string("key ") + key.name + " is missing";
+        why = std::string("key ") + entry.key + " is missing";
         return false;
     case NodeStatus::Malformed:
-        why = std::string("key ") + key.name + " is malformed: " + reason;
+        why = std::string("key ") + entry.key + " is malformed: " + reason;
         return false;
     case NodeStatus::Present:
         break;
     }
-    return checkValue(key, value, why);
+    return checkValue(entry, value, why);
 }
 
 // Writes text to a fresh file under $TMPDIR (or /tmp); its path, or empty.
@@ -183,8 +159,8 @@ bool CalibrationFileCheck::checkKeys(const std::string& text, std::string& why)
             why = "it does not load as a parameter file";
             return false;
         }
-        for (const CalibrationKey& key : kKeys)
-            if (!checkNode(storage, key, why))
+        for (const Entry* entry : CalibrationFormat::readOrder())
+            if (!checkNode(storage, *entry, why))
                 return false;
         return true;
     } catch (const std::exception& error) {

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "camera/CalibrationFormat.h"
+
 namespace korvane::maintenance {
 
 // Whether bytes make a calibration parameter file that the device camera
@@ -16,16 +18,16 @@ class CalibrationFileCheck
 {
 public:
     // Size of the calibration block in flash.
-    static constexpr std::size_t kBlockSize = 4096;
+    static constexpr std::size_t kBlockSize = CalibrationFormat::kBlockSize;
 
-    // The file at path is a complete calibration file of at most 4096 bytes;
-    // otherwise false with what is wrong in why.
+    // The file at path is a complete calibration file of at most kBlockSize
+    // bytes; otherwise false with what is wrong in why.
     static bool checkFile(const std::string& path, std::string& why);
-    // A 4096-byte block holds a complete calibration file followed by zero
-    // bytes only; otherwise false with what is wrong in why.
+    // A block of kBlockSize bytes holds a complete calibration file followed
+    // by zero bytes only; otherwise false with what is wrong in why.
     static bool checkBlock(const std::vector<std::uint8_t>& block, std::string& why);
     // The text (a file's bytes, or a block cut at its first zero byte) is a
-    // complete calibration file of at most 4096 bytes.
+    // complete calibration file of at most kBlockSize bytes.
     static bool checkText(const std::string& text, std::string& why);
 
 private:
