@@ -1,5 +1,7 @@
 #include "KorvaneCamera.h"
 
+#include "ModuleFrameSize.h"
+
 #include "CalibrationBlock.h"
 
 #include <cstdio>
@@ -11,7 +13,6 @@
 
 namespace {
 
-const cv::Size kModuleFrameSize(1856, 800);
 constexpr int kModuleFrameRate = 30;
 
 using korvane::CalibrationFormat;
@@ -45,14 +46,14 @@ void cutBlockPadding(const std::string& path, const std::string& block)
 KorvaneCamera::KorvaneCamera() : StereoCamera()
 {
     prepareDevice(1);
-    setRawFrameSize(kModuleFrameSize);
+    setRawFrameSize(korvane::kFullModuleFrame);
     setRawFrameRate(kModuleFrameRate);
 }
 
 KorvaneCamera::KorvaneCamera(int deviceNode) : StereoCamera(deviceNode)
 {
     prepareDevice(1);
-    setRawFrameSize(kModuleFrameSize);
+    setRawFrameSize(korvane::kFullModuleFrame);
     setRawFrameRate(kModuleFrameRate);
 }
 

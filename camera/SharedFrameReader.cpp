@@ -1,5 +1,7 @@
 #include "SharedFrameReader.h"
 
+#include "ModuleFrameSize.h"
+
 #include <cerrno>
 #include <cstring>
 #include <thread>
@@ -12,7 +14,7 @@ namespace {
 // The module's left image sizes, by the segment they need.
 bool imageSizeFromSegment(size_t bytes, cv::Size& size)
 {
-    for (const cv::Size raw : {cv::Size(1856, 800), cv::Size(928, 400)}) {
+    for (const cv::Size& raw : {korvane::kFullModuleFrame, korvane::kHalfModuleFrame}) {
         if (korvane::shm::segmentBytes(raw) == bytes) {
             size = cv::Size(raw.width / 2, raw.height);
             return true;

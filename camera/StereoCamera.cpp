@@ -1,5 +1,7 @@
 #include "StereoCamera.h"
 
+#include "ModuleFrameSize.h"
+
 #include <cstdio>
 #include <iostream>
 #include <new>
@@ -109,7 +111,7 @@ bool StereoCamera::setRawFrameRate(int fps)
 
 bool StereoCamera::setRawFrameSize(cv::Size size)
 {
-    const bool accepted = size == cv::Size(1856, 800) || size == cv::Size(928, 400);
+    const bool accepted = korvane::isModuleFrameSize(size);
     if (!accepted) {
         if (m_log)
             m_log->runTimeError("Image size must be 1856×800 or 928×400!\n");

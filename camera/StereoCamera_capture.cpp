@@ -2,6 +2,8 @@
 // frame getters; the shared-memory image and the network stream.
 #include "StereoCamera.h"
 
+#include "ModuleFrameSize.h"
+
 #include <cstdio>
 #include <cstring>
 #include <utility>
@@ -61,7 +63,7 @@ bool StereoCamera::startCapture(bool transmit, bool shareMemory)
         m_transmit = true;
     if (shareMemory)
         m_shareMemory = true;
-    const float scale = static_cast<float>(rawFrameSize().width / 1856.0);
+    const float scale = static_cast<float>(rawFrameSize().width / static_cast<double>(korvane::kCalibratedRawWidth));
     prepareRectification(scale);
     if (m_log)
         m_log->runTimeInfo("Initialize parameters OK!\n");
@@ -136,7 +138,7 @@ StereoCamera::SharedSegment StereoCamera::createSharedSegment(float scale)
 void StereoCamera::fitSharedSegment(SharedSegment& segment)
 {
     const cv::Size raw = rawFrameSize();
-    const float scale = static_cast<float>(raw.width / 1856.0);
+    const float scale = static_cast<float>(raw.width / static_cast<double>(korvane::kCalibratedRawWidth));
     if (!segment.address || segment.imageSize == cv::Size(raw.width / 2, raw.height) ||
         (scale != 1.0f && scale != 0.5f))
         return;

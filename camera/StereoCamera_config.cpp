@@ -1,6 +1,8 @@
 // Configuration file: loading and saving the camera's settings.
 #include "StereoCamera.h"
 
+#include "ModuleFrameSize.h"
+
 #include <array>
 #include <cmath>
 #include <iostream>
@@ -108,7 +110,7 @@ bool StereoCamera::loadConfig(std::string fileName)
             return false;
         }
         DeviceNode = v.integer[kDeviceNode];
-        const cv::Size raw = v.present[kFrameSize] ? v.frameSize : cv::Size(1856, 800);
+        const cv::Size raw = v.present[kFrameSize] ? v.frameSize : korvane::kFullModuleFrame;
         {
             korvane::GuardedMutex::Lock lock(m_settingsMutex);
             FrameSize = raw;

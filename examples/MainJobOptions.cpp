@@ -3,22 +3,11 @@
 #include <climits>
 
 #include "ToolOptions.h"
+#include "camera/ModuleFrameSize.h"
 
 namespace {
 
 constexpr int kLargestCount = 1000000;
-
-bool readModuleSize(const std::string& option, const char* text, cv::Size& size, std::string& error)
-{
-    cv::Size read;
-    if (readSize(option, text, read.width, read.height, error) &&
-        (read == cv::Size(928, 400) || read == cv::Size(1856, 800))) {
-        size = read;
-        return true;
-    }
-    error = badValue(option, "928x400 or 1856x800", text);
-    return false;
-}
 
 } // namespace
 
@@ -54,7 +43,7 @@ bool MainJobOptions::takeOption(int argc, char** argv, int& index, std::string& 
     if (option == "--device")
         return readWholeNumber(option, value, 0, INT_MAX, device, error);
     if (option == "--size")
-        return readModuleSize(option, value, syntheticSize, error);
+        return readModuleSize(option, value, korvane::kHalfModuleFrame, syntheticSize, error);
     if (option == "--rect")
         return readSize(option, value, rectified.width, rectified.height, error);
     if (option == "--frames")

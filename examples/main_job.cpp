@@ -21,6 +21,7 @@
 #include "MainJobOptions.h"
 #include "ToolOptions.h"
 #include "WindowDisplay.h"
+#include "camera/ModuleFrameSize.h"
 #include "camera/PointCloudFile.h"
 #include "camera/StereoCamera.h"
 #include "emulator/synthetic/SyntheticSetWriter.h"
@@ -162,7 +163,7 @@ std::unique_ptr<MainCamera> openCamera(const MainJobOptions& o, const std::strin
             return nullptr;
         }
         if (o.config.empty()) {
-            camera->setRawFrameSize(cv::Size(1856, 800));
+            camera->setRawFrameSize(korvane::kFullModuleFrame);
             camera->setRectFrameSize(o.rectified);
         }
         if (!camera->isOpened()) {

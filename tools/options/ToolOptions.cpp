@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "camera/ModuleFrameSize.h"
+
 namespace {
 
 // How a whole number from min to max is asked for.
@@ -112,4 +114,18 @@ bool readSize(const std::string& option, const char* text, int& width, int& heig
     width = static_cast<int>(w);
     height = static_cast<int>(h);
     return true;
+}
+
+bool readModuleSize(const std::string& option, const char* text, const cv::Size& first, cv::Size& size,
+                    std::string& error)
+{
+    cv::Size read;
+    if (readSize(option, text, read.width, read.height, error) && korvane::isModuleFrameSize(read)) {
+        size = read;
+        return true;
+    }
+    const cv::Size& second = first == korvane::kFullModuleFrame ? korvane::kHalfModuleFrame : korvane::kFullModuleFrame;
+    const auto name = [](const cv::Size& s) { return std::to_string(s.width) + "x" + std::to_string(s.height); };
+    error = badValue(option, name(first) + " or " + name(second), text);
+    return false;
 }

@@ -9,6 +9,8 @@
 #include <optional>
 #include <string>
 
+#include <opencv2/core/types.hpp>
+
 // The exit status of a program given bad arguments.
 constexpr int kBadArgumentsStatus = 2;
 
@@ -40,5 +42,10 @@ bool readNonNegative(const std::string& option, const char* text, double& value,
 
 // "WIDTHxHEIGHT", both positive whole numbers.
 bool readSize(const std::string& option, const char* text, int& width, int& height, std::string& error);
+
+// A whole text WxH that is one of a module's two frame sizes; a refusal
+// names `first` before the other one ("<option> needs 928x400 or 1856x800").
+bool readModuleSize(const std::string& option, const char* text, const cv::Size& first, cv::Size& size,
+                    std::string& error);
 
 #endif

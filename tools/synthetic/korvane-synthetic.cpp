@@ -5,6 +5,7 @@
 #include <string>
 
 #include "ToolOptions.h"
+#include "camera/ModuleFrameSize.h"
 #include "emulator/synthetic/SyntheticSetWriter.h"
 
 namespace {
@@ -19,18 +20,6 @@ const char* const kUsage = "usage: korvane-synthetic [--size 1856x800|928x400] [
                            "Writes calibration.yml, config.yml, manifest.yml, frames/frame_%04d.png and\n"
                            "depth/depth_%04d.tiff (ground truth, metres) into DIRECTORY.\n"
                            "Defaults: --size 1856x800 --frames 60 --rect 640x480 --hfov 90\n";
-
-bool readModuleSize(const std::string& option, const char* text, cv::Size& size, std::string& error)
-{
-    cv::Size read;
-    if (readSize(option, text, read.width, read.height, error) &&
-        (read == cv::Size(1856, 800) || read == cv::Size(928, 400))) {
-        size = read;
-        return true;
-    }
-    error = badValue(option, "1856x800 or 928x400", text);
-    return false;
-}
 
 bool readFieldOfView(const std::string& option, const char* text, double& degrees, std::string& error)
 {
@@ -57,7 +46,7 @@ bool takeOption(int argc, char** argv, int& index, SyntheticSetWriter::Options& 
     if (!takeValue(argc, argv, index, value, error))
         return false;
     if (option == "--size")
-        return readModuleSize(option, value, options.rawSize, error);
+        return readModuleSize(option, value, korvane::kFullModuleFrame, options.rawSize, error);
     if (option == "--rect")
         return readSize(option, value, options.rectifiedSize.width, options.rectifiedSize.height, error);
     if (option == "--frames")
