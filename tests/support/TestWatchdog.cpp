@@ -91,7 +91,13 @@ void installTestWatchdog()
     installed = true;
     const int budget = budgetSeconds();
     ::testing::UnitTest::GetInstance()->listeners().Append(new Listener);
+    // The test forks copies of itself: the sanitizers' allocator and thread
+    // list are not fork-safe, so a copy made while this thread is still
+    // starting may inherit one of their locks held and hang. Install returns
+    // only once the thread is in its loop, where it takes no lock.
+    static std::atomic<bool> running{false};
     std::thread([budget] {
+        running.store(true);
         for (;;) {
             std::this_thread::sleep_for(std::chrono::milliseconds(200));
             const ::testing::TestInfo* test = g_test.load();
@@ -100,6 +106,8 @@ void installTestWatchdog()
                 fire(*test, budget);
         }
     }).detach();
+    while (!running.load())
+        std::this_thread::yield();
 }
 
 WaitingFor::WaitingFor(const std::string& what) { setWaiting(what); }
