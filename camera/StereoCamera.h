@@ -20,8 +20,8 @@
 #include "GuardedMutex.h"
 #include "SystemLog.h"
 
-namespace cv {
-class StereoMatcher;
+namespace korvane {
+class DisparityMatcher;
 }
 
 // One coloured point of a point cloud: position in metres in the left eye's
@@ -165,7 +165,7 @@ protected:
     std::atomic<bool> m_computeRunning{false}; // disparity worker run flag
     float m_maxDepth = 1.0f;          // metres
     float m_minDepth = 0.05f;         // metres
-    int m_transmode = -1;             // -1 nothing, 0 to 4: what the writer sends
+    int m_transmode = -1;             // what the writer sends: a korvane::stream::TransmissionMode
     double m_transrate = 0.0;         // frame rate handed to the writer
     double hFov = 90.0;               // perspective view field of view, degrees
     double m_defaultFov = 90.0;       // what hFov falls back to
@@ -196,7 +196,6 @@ protected:
     // remaps: the same output for less work.
     FixedPointMaps m_perspectiveFixed[2];
     FixedPointMaps m_lonLatFixed[2];
-    cv::Mat m_workPair[2];            // scratch pair for the frame paths
 
     std::unique_ptr<SystemLog> m_log;
     std::string m_logName = "StereoCamera";
@@ -281,7 +280,7 @@ private:
     void computeLane(int algorithm, bool takeWaiting);
     // One lane's round: fetch, match, publish in turn. ticket holds the turn
     // taken until it is published.
-    void matchOneRound(cv::StereoMatcher* matcher, int algorithm, bool takeWaiting,
+    void matchOneRound(korvane::DisparityMatcher& matcher, bool takeWaiting,
                        std::optional<std::uint64_t>& ticket);
     // Passes a taken turn on without publishing.
     void passTurn(std::uint64_t ticket);

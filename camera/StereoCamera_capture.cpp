@@ -182,7 +182,7 @@ void StereoCamera::captureFrames(SharedSegment& segment)
         m_log->runTimeInfo("Start capture ...\n");
     usleep(50000);
 
-    if (m_transmit && m_transmode != -1)
+    if (m_transmit && m_transmode != korvane::stream::kSendNothing)
         openStreamWriter();
 
     EmptyReadWatch emptyReads;
@@ -307,9 +307,9 @@ bool StereoCamera::getRawFrame(cv::Mat& frame, std::chrono::microseconds& timeSt
             return false;
         left = m_rawFrame.left.clone();
         right = m_rawFrame.right.clone();
-        if (m_transmit && m_transmode == 0) {
+        if (m_transmit && m_transmode == korvane::stream::kRawRight) {
             transmitFrame(right);
-        } else if (m_transmit && m_transmode == 1) {
+        } else if (m_transmit && m_transmode == korvane::stream::kRawPair) {
             cv::Mat joined;
             cv::hconcat(left, right, joined);
             transmitFrame(joined);

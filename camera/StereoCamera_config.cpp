@@ -1,6 +1,8 @@
 // Configuration file: loading and saving the camera's settings.
 #include "StereoCamera.h"
 
+#include "StreamPipeline.h"
+
 #include "ModuleFrameSize.h"
 
 #include <array>
@@ -132,9 +134,9 @@ bool StereoCamera::loadConfig(std::string fileName)
         }
         if (v.present[kTransmode]) {
             m_transmode = v.integer[kTransmode];
-            if (m_transmode < -1 || m_transmode > 4) {
+            if (m_transmode < korvane::stream::kSendNothing || m_transmode > korvane::stream::kLastTransmissionMode) {
                 std::cerr << "m_transmode must be set to -1~4 (default -1) " << std::endl;
-                m_transmode = -1;
+                m_transmode = korvane::stream::kSendNothing;
             }
         }
         if (v.present[kHFov]) {

@@ -2,6 +2,8 @@
 // ramp of the display image.
 #include "StereoCamera.h"
 
+#include "StreamPipeline.h"
+
 #include <cmath>
 #include <limits>
 
@@ -165,7 +167,7 @@ bool StereoCamera::getDepthFrame(cv::Mat& depth, bool colour, std::chrono::micro
     });
     cv::flip(depth, depth, -1);
 
-    if (m_transmit && m_transmode == 4 && Depthmode == 2 && !centre.empty() &&
+    if (m_transmit && m_transmode == korvane::stream::kCentreAndDepth && Depthmode == 2 && !centre.empty() &&
         centre.rows == depth.rows) {
         cv::Mat joined;
         cv::hconcat(centre, depth, joined);

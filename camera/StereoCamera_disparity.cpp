@@ -2,6 +2,8 @@
 // disparity with the perspective left view it belongs to.
 #include "StereoCamera.h"
 
+#include "DisparityMatcher.h"
+
 #include <pthread.h>
 #include <unistd.h>
 
@@ -10,8 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include <opencv2/calib3d.hpp>
-#include <opencv2/imgproc.hpp>
 
 namespace {
 
@@ -19,29 +19,6 @@ std::chrono::microseconds systemNow()
 {
     return std::chrono::duration_cast<std::chrono::microseconds>(
         std::chrono::system_clock::now().time_since_epoch());
-}
-
-// The matcher for an Algorithm value, with the kit's fixed settings; null
-// for a value that names no matcher.
-cv::Ptr<cv::StereoMatcher> createMatcher(int algorithm)
-{
-    if (algorithm == 0) {
-        // The zeros are deliberate and differ from the library's defaults.
-        return cv::StereoSGBM::create(0, 32, 9, 8 * 3 * 9 * 9, 32 * 3 * 9 * 9, 0, 0, 0, 0, 0,
-                                      cv::StereoSGBM::MODE_SGBM);
-    }
-    if (algorithm == 1) {
-        cv::Ptr<cv::StereoBM> bm = cv::StereoBM::create(32, 9);
-        bm->setPreFilterCap(31);
-        bm->setMinDisparity(0);
-        bm->setTextureThreshold(10);
-        bm->setUniquenessRatio(15);
-        bm->setSpeckleWindowSize(100);
-        bm->setSpeckleRange(32);
-        bm->setDisp12MaxDiff(1);
-        return bm;
-    }
-    return nullptr;
 }
 
 // An image nobody else holds: the image itself when this is its only handle
@@ -162,11 +139,11 @@ void StereoCamera::computeLane(int algorithm, bool takeWaiting)
 {
     pthread_setname_np(pthread_self(), "korvane-match");
     t_laneOf = this;
-    cv::Ptr<cv::StereoMatcher> matcher = createMatcher(algorithm);
+    korvane::DisparityMatcher matcher(algorithm);
     while (m_computeRunning) {
         std::optional<std::uint64_t> ticket;
         try {
-            matchOneRound(matcher.get(), algorithm, takeWaiting, ticket);
+            matchOneRound(matcher, takeWaiting, ticket);
         } catch (const std::exception& error) {
             // A library exception must not end the process from this thread:
             // the worker says so once and stops, its turn passed on.
@@ -179,7 +156,6 @@ void StereoCamera::computeLane(int algorithm, bool takeWaiting)
             m_frameCondition.notify_all();
         }
     }
-    matcher.release();
     t_laneOf = nullptr;
 }
 
@@ -192,7 +168,7 @@ void StereoCamera::passTurn(std::uint64_t ticket)
     m_turnCondition.notify_all();
 }
 
-void StereoCamera::matchOneRound(cv::StereoMatcher* matcher, int algorithm, bool takeWaiting,
+void StereoCamera::matchOneRound(korvane::DisparityMatcher& matcher, bool takeWaiting,
                                  std::optional<std::uint64_t>& ticket)
 {
     cv::Mat left, right, centre;
@@ -212,17 +188,7 @@ void StereoCamera::matchOneRound(cv::StereoMatcher* matcher, int algorithm, bool
         ticket = m_fetchTicket++;
     }
     {
-        cv::Mat raw;
-        if (matcher && algorithm == 1) {
-            cv::Mat greyLeft, greyRight;
-            cv::cvtColor(left, greyLeft, cv::COLOR_BGR2GRAY);
-            cv::cvtColor(right, greyRight, cv::COLOR_BGR2GRAY);
-            matcher->compute(greyLeft, greyRight, raw);
-        } else if (matcher) {
-            matcher->compute(left, right, raw);
-        }
-        cv::Mat disparity;
-        raw.convertTo(disparity, CV_32F, 0.0625, 0); // 16-bit fixed point, four fractional bits
+        cv::Mat disparity = matcher.match(left, right);
 
         korvane::GuardedMutex::Lock lock(m_computeMutex);
         while (m_publishTicket != *ticket)

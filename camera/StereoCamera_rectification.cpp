@@ -2,6 +2,8 @@
 // rectified frames.
 #include "StereoCamera.h"
 
+#include "StreamPipeline.h"
+
 #include <algorithm>
 
 #include <opencv2/imgproc.hpp>
@@ -91,9 +93,9 @@ bool StereoCamera::getRectStereoFrame(cv::Mat& left, cv::Mat& right)
     if (getStereoFrame(rawLeft, rawRight, stamp)) {
         left = remapped(rawLeft, m_perspectiveMaps[0], m_perspectiveFixed[0]);
         right = remapped(rawRight, m_perspectiveMaps[1], m_perspectiveFixed[1]);
-        if (m_transmit && m_transmode == 2) {
+        if (m_transmit && m_transmode == korvane::stream::kRectifiedRight) {
             transmitFrame(right);
-        } else if (m_transmit && m_transmode == 3) {
+        } else if (m_transmit && m_transmode == korvane::stream::kRectifiedPair) {
             cv::Mat joined;
             cv::hconcat(left, right, joined);
             transmitFrame(joined);

@@ -53,14 +53,14 @@ bool elementAvailable(const char* name)
 cv::Size frameSizeForMode(int mode, cv::Size rawFrame, cv::Size rectified)
 {
     switch (mode) {
-    case 0:
+    case kRawRight:
         return cv::Size(rawFrame.width / 2, rawFrame.height);
-    case 1:
+    case kRawPair:
         return rawFrame;
-    case 2:
+    case kRectifiedRight:
         return rectified;
-    case 3:
-    case 4:
+    case kRectifiedPair:
+    case kCentreAndDepth:
         return cv::Size(2 * rectified.width, rectified.height);
     default:
         return cv::Size();

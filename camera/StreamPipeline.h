@@ -32,8 +32,20 @@ bool isNetworkPrefix(const std::string& prefix);
 // True when GStreamer has an element factory of that name.
 bool elementAvailable(const char* name);
 
+// What the stream writer sends, the configuration's "Transmode".
+enum TransmissionMode : int
+{
+    kSendNothing = -1,
+    kRawRight = 0,           // the raw right image
+    kRawPair = 1,            // the raw pair side by side
+    kRectifiedRight = 2,     // the rectified right image
+    kRectifiedPair = 3,      // the rectified pair side by side
+    kCentreAndDepth = 4,     // the perspective left view beside the depth image
+    kLastTransmissionMode = kCentreAndDepth
+};
+
 // Size of the frames the writer takes for a transmission mode; empty for a
-// mode that sends nothing (-1 and anything outside 0 to 4).
+// mode that sends nothing (kSendNothing and anything outside the modes).
 cv::Size frameSizeForMode(int mode, cv::Size rawFrame, cv::Size rectified);
 
 } // namespace korvane::stream

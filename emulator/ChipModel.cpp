@@ -1,5 +1,7 @@
 #include "emulator/ChipModel.h"
 
+#include "Extension_Unit_Class/Extension_Unit_Templates.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -16,7 +18,6 @@ constexpr std::uint16_t kModeRegister = 0x20D8;
 constexpr std::uint8_t kModeChange = 0x5A;
 constexpr std::uint8_t kIdOpcodeIndex = 13;
 constexpr std::uint16_t kProgramWindow = 64;
-constexpr std::uint8_t kPieceDataSelector = 0x0F;
 // A query's size is 16 bits: a piece longer than that moves in transfers of this many bytes.
 constexpr std::uint32_t kLongPieceTransfer = 0x8000;
 
@@ -98,17 +99,17 @@ bool ChipModel::Take_Restart_Request()
 std::uint32_t ChipModel::Control_Length(std::uint8_t selector) const
 {
     switch (selector) {
-    case 0x02: case 0x04: case 0x05:
+    case XU_SEL_ISP_ADDR: case XU_SEL_SENSOR_ADDR: case XU_SEL_SENSOR_VALUE:
         return 2;
-    case 0x03: case 0x07: case 0x08: case 0x10:
+    case XU_SEL_ISP_VALUE: case XU_SEL_FLASH_CMD_INDEX: case XU_SEL_FLASH_CMD_VALUE: case XU_SEL_PIECE_CONTROL:
         return 1;
-    case 0x0D: case 0x0E:
+    case XU_SEL_SECTOR_ERASE: case XU_SEL_PIECE_ADDR:
         return 4;
-    case kPieceDataSelector:
+    case XU_SEL_PIECE_DATA:
         return Piece_Transfer_Length();
-    case 0x16:
+    case XU_SEL_PROGRAM_WINDOW:
         return kProgramWindow;
-    case 0x17:
+    case XU_SEL_FLASH_ID:
         return 3;
     default:
         return 0;
@@ -127,7 +128,7 @@ int ChipModel::Answer(const XuQuery& query, std::uint8_t* data)
         if (query.size != 2)
             return ENOBUFS;
         // The piece length goes into 16 bits: 0x10000 reads as 0.
-        Put_Little_Endian(data, query.selector == kPieceDataSelector ? m_pieceLength : length, 2);
+        Put_Little_Endian(data, query.selector == XU_SEL_PIECE_DATA ? m_pieceLength : length, 2);
         return 0;
     case kGetInfo:
         if (query.size != 1)
@@ -179,37 +180,37 @@ int ChipModel::Guarded_Write(Write&& write)
 int ChipModel::Set(std::uint8_t selector, const std::uint8_t* data)
 {
     switch (selector) {
-    case 0x02:
+    case XU_SEL_ISP_ADDR:
         m_ispAddress = static_cast<std::uint16_t>(Little_Endian(data, 2));
         return 0;
-    case 0x03:
+    case XU_SEL_ISP_VALUE:
         Write_Isp(m_ispAddress, data[0]);
         return 0;
-    case 0x04:
+    case XU_SEL_SENSOR_ADDR:
         m_sensorAddress = static_cast<std::uint16_t>(Little_Endian(data, 2));
         return 0;
-    case 0x05:
+    case XU_SEL_SENSOR_VALUE:
         m_sensor[m_sensorAddress] = static_cast<std::uint16_t>(Little_Endian(data, 2));
         return 0;
-    case 0x07:
+    case XU_SEL_FLASH_CMD_INDEX:
         m_commandIndex = data[0];
         return 0;
-    case 0x08:
+    case XU_SEL_FLASH_CMD_VALUE:
         m_commandSet[m_commandIndex] = data[0];
         if (m_commandIndex == kIdOpcodeIndex)
             Put_Little_Endian(&m_isp[kFlashIdRegister], Flash_Id(), 3);
         return 0;
-    case 0x0D:
+    case XU_SEL_SECTOR_ERASE:
         return Guarded_Write([&] { m_flash.Erase_Sector(Little_Endian(data, 4)); });
-    case 0x0E:
+    case XU_SEL_PIECE_ADDR:
         m_pieceAddress = Little_Endian(data, 4);
         return 0;
-    case kPieceDataSelector:
+    case XU_SEL_PIECE_DATA:
         return Guarded_Write([&] { m_flash.Program(m_pieceAddress, data, Piece_Transfer_Length()); });
-    case 0x10:
+    case XU_SEL_PIECE_CONTROL:
         m_pieceControl = data[0];
         return 0;
-    case 0x16:
+    case XU_SEL_PROGRAM_WINDOW:
         return Guarded_Write([&] { m_flash.Program(m_pieceAddress, data, kProgramWindow); });
     default:
         return EIO; // read-only control
@@ -219,40 +220,40 @@ int ChipModel::Set(std::uint8_t selector, const std::uint8_t* data)
 int ChipModel::Get(std::uint8_t selector, std::uint8_t* data)
 {
     switch (selector) {
-    case 0x02:
+    case XU_SEL_ISP_ADDR:
         Put_Little_Endian(data, m_ispAddress, 2);
         return 0;
-    case 0x03:
+    case XU_SEL_ISP_VALUE:
         data[0] = m_isp[m_ispAddress];
         return 0;
-    case 0x04:
+    case XU_SEL_SENSOR_ADDR:
         Put_Little_Endian(data, m_sensorAddress, 2);
         return 0;
-    case 0x05:
+    case XU_SEL_SENSOR_VALUE:
         Put_Little_Endian(data, m_sensor[m_sensorAddress], 2);
         return 0;
-    case 0x07:
+    case XU_SEL_FLASH_CMD_INDEX:
         data[0] = m_commandIndex;
         return 0;
-    case 0x08:
+    case XU_SEL_FLASH_CMD_VALUE:
         data[0] = m_commandSet[m_commandIndex];
         return 0;
-    case 0x0D:
+    case XU_SEL_SECTOR_ERASE:
         std::memset(data, 0, 4);
         return 0;
-    case 0x0E:
+    case XU_SEL_PIECE_ADDR:
         Put_Little_Endian(data, m_pieceAddress, 4);
         return 0;
-    case kPieceDataSelector:
+    case XU_SEL_PIECE_DATA:
         m_flash.Read(m_pieceAddress, data, Piece_Transfer_Length());
         return 0;
-    case 0x10:
+    case XU_SEL_PIECE_CONTROL:
         data[0] = m_pieceControl;
         return 0;
-    case 0x16:
+    case XU_SEL_PROGRAM_WINDOW:
         m_flash.Read(m_pieceAddress, data, kProgramWindow);
         return 0;
-    case 0x17:
+    case XU_SEL_FLASH_ID:
         Put_Little_Endian(data, Flash_Id(), 3);
         return 0;
     default:

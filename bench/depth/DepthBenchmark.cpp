@@ -45,6 +45,7 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include "camera/DisparityMatcher.h"
 #include "camera/StereoCamera.h"
 
 namespace {
@@ -205,38 +206,6 @@ private:
     std::thread m_thread; // last: starts after the fields it reads
 };
 
-// The disparity worker's matchers with its fixed settings.
-cv::Ptr<cv::StereoMatcher> createMatcher(int algorithm)
-{
-    if (algorithm == 0)
-        return cv::StereoSGBM::create(0, 32, 9, 8 * 3 * 9 * 9, 32 * 3 * 9 * 9, 0, 0, 0, 0, 0, cv::StereoSGBM::MODE_SGBM);
-    cv::Ptr<cv::StereoBM> bm = cv::StereoBM::create(32, 9);
-    bm->setPreFilterCap(31);
-    bm->setMinDisparity(0);
-    bm->setTextureThreshold(10);
-    bm->setUniquenessRatio(15);
-    bm->setSpeckleWindowSize(100);
-    bm->setSpeckleRange(32);
-    bm->setDisp12MaxDiff(1);
-    return bm;
-}
-
-// One match as the worker does it: BM on grey images, SGBM on colour, then
-// fixed point (four fractional bits) to float pixels.
-void match(cv::StereoMatcher& matcher, int algorithm, const cv::Mat& left, const cv::Mat& right, cv::Mat& disparity)
-{
-    cv::Mat raw;
-    if (algorithm == 1) {
-        cv::Mat greyLeft, greyRight;
-        cv::cvtColor(left, greyLeft, cv::COLOR_BGR2GRAY);
-        cv::cvtColor(right, greyRight, cv::COLOR_BGR2GRAY);
-        matcher.compute(greyLeft, greyRight, raw);
-    } else {
-        matcher.compute(left, right, raw);
-    }
-    raw.convertTo(disparity, CV_32F, 0.0625, 0);
-}
-
 // A camera with its maps, the rectified images of frame 0 for a Depthmode
 // and their SGBM disparity; built once per combination and kept.
 struct Prepared
@@ -258,7 +227,7 @@ Prepared& prepared(int rawWidth, cv::Size rect, int mode)
     const bool lonLat = mode == 1;
     p.left = lonLat ? remapped(set.left, p.camera->maps(true, 0)) : p.centre.clone();
     p.right = remapped(set.right, p.camera->maps(lonLat, 1));
-    match(*createMatcher(0), 0, p.left, p.right, p.disparity);
+    p.disparity = korvane::DisparityMatcher(korvane::DisparityMatcher::kSemiGlobal).match(p.left, p.right);
     return p;
 }
 
@@ -322,10 +291,10 @@ void matching(benchmark::State& state)
 {
     const int algorithm = static_cast<int>(state.range(3));
     Prepared& p = prepared(static_cast<int>(state.range(0)), rectArg(state), 2);
-    cv::Ptr<cv::StereoMatcher> matcher = createMatcher(algorithm);
+    korvane::DisparityMatcher matcher(algorithm);
     cv::Mat disparity;
     for (auto _ : state) {
-        match(*matcher, algorithm, p.left, p.right, disparity);
+        disparity = matcher.match(p.left, p.right);
         benchmark::DoNotOptimize(disparity.data);
     }
     state.counters["valid"] = validShare(disparity);

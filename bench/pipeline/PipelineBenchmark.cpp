@@ -38,6 +38,7 @@
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
+#include "camera/DisparityMatcher.h"
 #include "camera/LoopingVideoCapture.h"
 #include "camera/StereoCamera.h"
 
@@ -90,15 +91,12 @@ void remapAndMatch(benchmark::State& state)
     BenchCamera camera(rectArg(state));
     camera.buildMaps();
     const RenderedSequence& s = source();
-    cv::Ptr<cv::StereoMatcher> matcher =
-        cv::StereoSGBM::create(0, 32, 9, 8 * 3 * 9 * 9, 32 * 3 * 9 * 9, 0, 0, 0, 0, 0, cv::StereoSGBM::MODE_SGBM);
+    korvane::DisparityMatcher matcher(korvane::DisparityMatcher::kSemiGlobal);
     for (auto _ : state) {
         const cv::Mat centre = remapped(s.left, camera.fixedMaps(0));
         const cv::Mat left = centre.clone();
         const cv::Mat right = remapped(s.right, camera.fixedMaps(1));
-        cv::Mat raw, disparity;
-        matcher->compute(left, right, raw);
-        raw.convertTo(disparity, CV_32F, 0.0625, 0);
+        const cv::Mat disparity = matcher.match(left, right);
         benchmark::DoNotOptimize(disparity.data);
     }
 }

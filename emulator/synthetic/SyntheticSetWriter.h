@@ -6,6 +6,8 @@
 
 #include <opencv2/core.hpp>
 
+#include "camera/ModuleFrameSize.h"
+
 namespace korvane::synthetic {
 
 // Writes the files a user needs to run the kit on the synthetic module, in
@@ -23,7 +25,7 @@ class SyntheticSetWriter
 public:
     struct Options
     {
-        cv::Size rawSize{1856, 800};
+        cv::Size rawSize = kFullModuleFrame;
         cv::Size rectifiedSize{640, 480};
         double hFovDegrees = 90.0;
         int frameCount = 60;

@@ -26,7 +26,7 @@ SyntheticStereoModule::SyntheticStereoModule(cv::Size rawSize) : m_rawSize(rawSi
 
 double SyntheticStereoModule::scale() const
 {
-    return static_cast<float>(m_rawSize.width) / static_cast<float>(kCalibratedWidth);
+    return static_cast<float>(m_rawSize.width) / static_cast<float>(kCalibratedRawWidth);
 }
 
 cv::Mat SyntheticStereoModule::renderEye(int frameIndex, bool right) const

@@ -3,6 +3,7 @@
 
 #include <opencv2/core.hpp>
 
+#include "camera/ModuleFrameSize.h"
 #include "emulator/synthetic/SyntheticRig.h"
 #include "emulator/synthetic/SyntheticScene.h"
 
@@ -17,11 +18,11 @@ class SyntheticStereoModule
 {
 public:
     static constexpr double kFrameRate = 30.0;
-    static constexpr int kCalibratedWidth = 1856;
 
-    // rawSize: 1856 x 800 or 928 x 400 (any size with an even width works;
-    // the intrinsics scale with width / 1856 as in the kit).
-    explicit SyntheticStereoModule(cv::Size rawSize = cv::Size(1856, 800));
+    // rawSize: a module's full or half frame (any size with an even width
+    // works; the intrinsics scale with the width over the calibrated raw
+    // width, as in the kit).
+    explicit SyntheticStereoModule(cv::Size rawSize = kFullModuleFrame);
     // The same module looking at another scene.
     SyntheticStereoModule(cv::Size rawSize, const SyntheticScene& scene);
 

@@ -5,6 +5,8 @@
 
 #include <opencv2/core.hpp>
 
+#include "camera/ModuleFrameSize.h"
+
 // The viewer's command line:
 //   korvane_viewer [--video SOURCE] [deviceNode [width height [fps]]]
 // Numbers are decimal whole numbers, and anything else is refused; a lone
@@ -15,7 +17,7 @@ struct ViewerArguments
 {
     std::string videoSource; // empty: the module's own video device
     int deviceNode = 0;
-    cv::Size frameSize{1856, 800};
+    cv::Size frameSize = korvane::kFullModuleFrame;
     int frameRate = 30;
     bool help = false;
 

@@ -13,6 +13,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "CameraTestSupport.h"
+#include "camera/DisparityMatcher.h"
 #include "emulator/synthetic/SyntheticStereoModule.h"
 
 using namespace korvane::test;
@@ -70,15 +71,12 @@ public:
     // What one SGBM matcher with the worker's settings makes of pair n.
     cv::Mat oneMatcherDisparity(int n) const
     {
-        cv::Mat left, right, raw, disparity;
+        cv::Mat left, right;
         cv::remap(m_pairs[n][0], left, m_perspectiveMaps[0][0], m_perspectiveMaps[0][1], cv::INTER_LINEAR,
                   cv::BORDER_CONSTANT, cv::Scalar());
         cv::remap(m_pairs[n][1], right, m_perspectiveMaps[1][0], m_perspectiveMaps[1][1], cv::INTER_LINEAR,
                   cv::BORDER_CONSTANT, cv::Scalar());
-        cv::StereoSGBM::create(0, 32, 9, 8 * 3 * 9 * 9, 32 * 3 * 9 * 9, 0, 0, 0, 0, 0, cv::StereoSGBM::MODE_SGBM)
-            ->compute(left, right, raw);
-        raw.convertTo(disparity, CV_32F, 0.0625, 0);
-        return disparity;
+        return korvane::DisparityMatcher(korvane::DisparityMatcher::kSemiGlobal).match(left, right);
     }
 
     // The publication after the `taken` ones, within the patience.

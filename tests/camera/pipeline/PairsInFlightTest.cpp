@@ -23,6 +23,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "CameraTestSupport.h"
+#include "camera/DisparityMatcher.h"
 #include "support/CaptureStream.h"
 
 using namespace korvane::test;
@@ -59,47 +60,16 @@ microseconds stampOf(int n)
     return microseconds(1000000 + 1000 * n);
 }
 
-// One matcher with the worker's fixed settings, as the one-matcher worker
-// runs it: BM on grey images, SGBM on colour, then pixels as float.
+// One matcher of the worker's, as the one-matcher worker runs it.
 class OneMatcher
 {
 public:
-    explicit OneMatcher(int algorithm) : m_algorithm(algorithm)
-    {
-        if (algorithm == 0) {
-            m_matcher = cv::StereoSGBM::create(0, 32, 9, 8 * 3 * 9 * 9, 32 * 3 * 9 * 9, 0, 0, 0, 0, 0,
-                                               cv::StereoSGBM::MODE_SGBM);
-        } else {
-            cv::Ptr<cv::StereoBM> bm = cv::StereoBM::create(32, 9);
-            bm->setPreFilterCap(31);
-            bm->setMinDisparity(0);
-            bm->setTextureThreshold(10);
-            bm->setUniquenessRatio(15);
-            bm->setSpeckleWindowSize(100);
-            bm->setSpeckleRange(32);
-            bm->setDisp12MaxDiff(1);
-            m_matcher = bm;
-        }
-    }
+    explicit OneMatcher(int algorithm) : m_matcher(algorithm) {}
 
-    cv::Mat match(const Pair& p)
-    {
-        cv::Mat raw, disparity;
-        if (m_algorithm == 1) {
-            cv::Mat greyLeft, greyRight;
-            cv::cvtColor(p.left, greyLeft, cv::COLOR_BGR2GRAY);
-            cv::cvtColor(p.right, greyRight, cv::COLOR_BGR2GRAY);
-            m_matcher->compute(greyLeft, greyRight, raw);
-        } else {
-            m_matcher->compute(p.left, p.right, raw);
-        }
-        raw.convertTo(disparity, CV_32F, 0.0625, 0);
-        return disparity;
-    }
+    cv::Mat match(const Pair& p) { return m_matcher.match(p.left, p.right); }
 
 private:
-    int m_algorithm;
-    cv::Ptr<cv::StereoMatcher> m_matcher;
+    korvane::DisparityMatcher m_matcher;
 };
 
 // Feeds the disparity worker the deterministic sequence through the
