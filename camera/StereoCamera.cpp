@@ -147,3 +147,35 @@ cv::Size StereoCamera::rawFrameSize() const
     korvane::GuardedMutex::Lock lock(m_settingsMutex);
     return FrameSize;
 }
+
+bool StereoCamera::setMatchingAlgorithm(int algorithm)
+{
+    if (m_captureThread || (algorithm != kSemiGlobalMatching && algorithm != kBlockMatching))
+        return false;
+    Algorithm = algorithm;
+    return true;
+}
+
+int StereoCamera::getMatchingAlgorithm() const { return Algorithm; }
+
+bool StereoCamera::setDepthMode(int mode)
+{
+    if (m_captureThread || (mode != kLonLatView && mode != kPerspectiveView))
+        return false;
+    Depthmode = mode;
+    return true;
+}
+
+int StereoCamera::getDepthMode() const { return Depthmode; }
+
+bool StereoCamera::setFieldOfView(double degrees)
+{
+    if (m_captureThread || !(degrees >= kMinFieldOfView && degrees <= kMaxFieldOfView))
+        return false;
+    hFov = degrees;
+    return true;
+}
+
+double StereoCamera::getFieldOfView() const { return hFov; }
+
+cv::Size StereoCamera::getRectFrameSize() const { return RectifyFrameSize; }

@@ -16,13 +16,11 @@
 #include <opencv2/videoio.hpp>
 
 #include "CalibrationFormat.h"
+#include "DisparityMatcher.h"
 #include "FisheyeRectify.h"
 #include "GuardedMutex.h"
 #include "SystemLog.h"
 
-namespace korvane {
-class DisparityMatcher;
-}
 
 // One coloured point of a point cloud: position in metres in the left eye's
 // camera frame, then the colour of its source pixel (B, G, R).
@@ -148,6 +146,27 @@ public:
     static constexpr int kMaxPairsInFlight = 8;
     bool setPairsInFlight(int pairs);
     int getPairsInFlight() const;
+
+    // The matching and view settings that otherwise only a configuration
+    // file sets ("Algorithm", "Depthmode", "hFov"), for a camera made on a
+    // device node. Each setter returns false, changing nothing, while
+    // capture runs (the workers read them) or for a value outside its range.
+    // The matcher is made at startStereoCompute, the views at startCapture.
+    static constexpr int kSemiGlobalMatching = korvane::DisparityMatcher::kSemiGlobal;
+    static constexpr int kBlockMatching = korvane::DisparityMatcher::kBlock;
+    static constexpr int kLonLatView = 1;
+    static constexpr int kPerspectiveView = 2;
+    static constexpr double kMinFieldOfView = 60.0;  // degrees
+    static constexpr double kMaxFieldOfView = 140.0; // degrees
+    bool setMatchingAlgorithm(int algorithm);
+    int getMatchingAlgorithm() const;
+    bool setDepthMode(int mode);
+    int getDepthMode() const;
+    // Horizontal field of view of the perspective view, in degrees.
+    bool setFieldOfView(double degrees);
+    double getFieldOfView() const;
+    // The size of each rectified image.
+    cv::Size getRectFrameSize() const;
 
 protected:
     int m_fisheyeRadius = 0;          // radius of the fisheye mask circle, raw width / 4

@@ -141,7 +141,7 @@ bool StereoCamera::loadConfig(std::string fileName)
         }
         if (v.present[kHFov]) {
             hFov = v.hFov;
-            if (hFov > 140.0 || hFov < 60.0) {
+            if (hFov > kMaxFieldOfView || hFov < kMinFieldOfView) {
                 std::cerr << "fov=" << hFov << " must be set to 60 ~ 140（Angle） (default 90)"
                           << std::endl;
                 hFov = m_defaultFov;
@@ -151,10 +151,10 @@ bool StereoCamera::loadConfig(std::string fileName)
         }
         if (v.present[kDepthmode]) {
             Depthmode = v.integer[kDepthmode];
-            if (Depthmode != 1 && Depthmode != 2) {
+            if (Depthmode != kLonLatView && Depthmode != kPerspectiveView) {
                 // The message names m_transmode although it is about Depthmode; kept as is.
                 std::cerr << "m_transmode must be set to 1 or 2 (default 1) " << std::endl;
-                Depthmode = 1;
+                Depthmode = kLonLatView;
             }
         }
         loadReceiverNetwork((*fs)["ReceiverNetwork"]);

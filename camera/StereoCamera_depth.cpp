@@ -74,14 +74,14 @@ uchar getRedSegVal(float min, float max, float value)
 float StereoCamera::depthOf(float d, int column, float baseline) const
 {
     const float width = static_cast<float>(RectifyFrameSize.width);
-    if (Depthmode == 1) {
+    if (Depthmode == kLonLatView) {
         const double angle = m_panoramicAngle;
         const float shifted = (static_cast<float>(column) - d) / width;
         const float share = d / width;
         return static_cast<float>(baseline * std::sin(CV_PI * ((180 - angle) / 2 / 180 + shifted)) /
                                   std::sin(CV_PI * share));
     }
-    if (Depthmode == 2 && !m_rectifyCameraMatrix.empty())
+    if (Depthmode == kPerspectiveView && !m_rectifyCameraMatrix.empty())
         return static_cast<float>(m_rectifyCameraMatrix.at<double>(0, 0) * baseline / d);
     return 0.0f;
 }
@@ -167,8 +167,8 @@ bool StereoCamera::getDepthFrame(cv::Mat& depth, bool colour, std::chrono::micro
     });
     cv::flip(depth, depth, -1);
 
-    if (m_transmit && m_transmode == korvane::stream::kCentreAndDepth && Depthmode == 2 && !centre.empty() &&
-        centre.rows == depth.rows) {
+    if (m_transmit && m_transmode == korvane::stream::kCentreAndDepth && Depthmode == kPerspectiveView &&
+        !centre.empty() && centre.rows == depth.rows) {
         cv::Mat joined;
         cv::hconcat(centre, depth, joined);
         transmitFrame(joined);

@@ -121,10 +121,10 @@ void StereoCamera::rectifyRawPair(const cv::Mat& rawLeft, const cv::Mat& rawRigh
                                   cv::Mat& centre)
 {
     centre = remapped(rawLeft, m_perspectiveMaps[0], m_perspectiveFixed[0]);
-    if (Depthmode == 2) {
+    if (Depthmode == kPerspectiveView) {
         left = centre.clone();
         right = remapped(rawRight, m_perspectiveMaps[1], m_perspectiveFixed[1]);
-    } else if (Depthmode == 1) {
+    } else if (Depthmode == kLonLatView) {
         left = remapped(rawLeft, m_lonLatMaps[0], m_lonLatFixed[0]);
         right = remapped(rawRight, m_lonLatMaps[1], m_lonLatFixed[1]);
     }

@@ -50,16 +50,6 @@ bool makeDirectory(const std::string& path)
     return false;
 }
 
-// Exposes the settings the report needs.
-class MainCamera : public StereoCamera
-{
-public:
-    using StereoCamera::StereoCamera;
-    void setAlgorithm(int algorithm) { Algorithm = algorithm; }
-    cv::Size rectifiedSize() const { return RectifyFrameSize; }
-    double fieldOfView() const { return hFov; }
-};
-
 // Ground truth of the synthetic module: depth of each frame, and the pixels
 // whose true depth is the same in every frame (the still part of the scene),
 // where any published disparity can be compared whatever frame it came from.
@@ -146,18 +136,18 @@ bool prepareSynthetic(const MainJobOptions& o, std::string& directory)
     return true;
 }
 
-std::unique_ptr<MainCamera> openCamera(const MainJobOptions& o, const std::string& syntheticDir)
+std::unique_ptr<StereoCamera> openCamera(const MainJobOptions& o, const std::string& syntheticDir)
 {
-    std::unique_ptr<MainCamera> camera;
+    std::unique_ptr<StereoCamera> camera;
     if (o.device < 0) {
-        camera = std::make_unique<MainCamera>(syntheticDir + "/config.yml");
+        camera = std::make_unique<StereoCamera>(syntheticDir + "/config.yml");
         if (!camera->loadCalibParams(syntheticDir + "/calibration.yml"))
             return nullptr;
         camera->setRawFrameSize(o.syntheticSize);
         if (!camera->openVideo(syntheticDir + "/frames/frame_%04d.png"))
             return nullptr;
     } else {
-        camera = o.config.empty() ? std::make_unique<MainCamera>(o.device) : std::make_unique<MainCamera>(o.config);
+        camera = o.config.empty() ? std::make_unique<StereoCamera>(o.device) : std::make_unique<StereoCamera>(o.config);
         if (!camera->loadCalibParams(o.calibration)) {
             std::fprintf(stderr, "Cannot load the calibration file %s\n", o.calibration.c_str());
             return nullptr;
@@ -171,12 +161,12 @@ std::unique_ptr<MainCamera> openCamera(const MainJobOptions& o, const std::strin
             return nullptr;
         }
     }
-    camera->setAlgorithm(o.algorithm);
+    camera->setMatchingAlgorithm(o.algorithm);
     return camera;
 }
 
 // Writes the depth image, the rectified views and the point cloud.
-bool saveOutputs(MainCamera& camera, const std::string& outDir)
+bool saveOutputs(StereoCamera& camera, const std::string& outDir)
 {
     cv::Mat depth, left, right;
     std::chrono::microseconds stamp{0};
@@ -224,7 +214,7 @@ int main(int argc, char** argv)
         if (!prepareSynthetic(o, syntheticDir))
             return 1;
     }
-    std::unique_ptr<MainCamera> camera = openCamera(o, syntheticDir);
+    std::unique_ptr<StereoCamera> camera = openCamera(o, syntheticDir);
     if (!camera) {
         std::fprintf(stderr, "Cannot open the camera\n");
         return 1;

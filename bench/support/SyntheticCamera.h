@@ -7,6 +7,7 @@
 
 #include <opencv2/imgproc.hpp>
 
+#include "camera/ModuleFrameSize.h"
 #include "camera/StereoCamera.h"
 #include "emulator/synthetic/SyntheticRig.h"
 
@@ -25,14 +26,14 @@ public:
         const korvane::synthetic::SyntheticRig rig;
         setCalibParams(rig.calibParams(false), false);
         setCalibParams(rig.calibParams(true), true);
-        Depthmode = depthMode;
-        Algorithm = algorithm;
-        hFov = kFieldOfView;
+        setDepthMode(depthMode);
+        setMatchingAlgorithm(algorithm);
+        setFieldOfView(kFieldOfView);
     }
 
     // Scales the intrinsics to the raw width and builds the maps, as at
     // capture start. Once per camera: the scaling is in place.
-    void buildMaps() { prepareRectification(static_cast<float>(getRawFrameSize().width / 1856.0)); }
+    void buildMaps() { prepareRectification(static_cast<float>(getRawFrameSize().width / double(korvane::kCalibratedRawWidth))); }
 };
 
 // One remap with a pair of float maps, bilinear with a black border as the

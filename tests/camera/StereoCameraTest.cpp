@@ -1,7 +1,10 @@
+#include <cmath>
 #include <cstddef>
 #include <cstring>
 
 #include <gtest/gtest.h>
+
+#include <opencv2/imgcodecs.hpp>
 
 #include "CameraTestSupport.h"
 #include "support/CaptureStream.h"
@@ -294,4 +297,55 @@ TEST(StereoCamera, EveryPublicOperationIsVirtualInTheDocumentedSlotOrder)
     // Slots 0 and 1 are the two destructor entries; the operations follow in order.
     for (size_t i = 0; i < slots.size(); ++i)
         EXPECT_EQ(slots[i], static_cast<std::ptrdiff_t>(i + 2)) << "operation " << i;
+}
+
+// The matching and view settings a configuration file sets can be set on a
+// camera made on a device node, within the ranges the file allows.
+TEST(StereoCameraSettings, SettersTakeTheValuesAConfigurationWouldAndRefuseOthers)
+{
+    Probe camera(kAbsentDevice);
+    EXPECT_TRUE(camera.setMatchingAlgorithm(StereoCamera::kBlockMatching));
+    EXPECT_EQ(camera.Algorithm, 1);
+    EXPECT_EQ(camera.getMatchingAlgorithm(), 1);
+    EXPECT_FALSE(camera.setMatchingAlgorithm(2));
+    EXPECT_EQ(camera.getMatchingAlgorithm(), 1);
+
+    EXPECT_TRUE(camera.setDepthMode(StereoCamera::kPerspectiveView));
+    EXPECT_EQ(camera.Depthmode, 2);
+    EXPECT_FALSE(camera.setDepthMode(0));
+    EXPECT_FALSE(camera.setDepthMode(3));
+    EXPECT_EQ(camera.getDepthMode(), 2);
+
+    EXPECT_TRUE(camera.setFieldOfView(120.0));
+    EXPECT_EQ(camera.hFov, 120.0);
+    for (double refused : {59.9, 140.1, std::nan("")})
+        EXPECT_FALSE(camera.setFieldOfView(refused)) << refused;
+    EXPECT_EQ(camera.getFieldOfView(), 120.0);
+    EXPECT_TRUE(camera.setFieldOfView(StereoCamera::kMinFieldOfView));
+    EXPECT_TRUE(camera.setFieldOfView(StereoCamera::kMaxFieldOfView));
+
+    camera.setRectFrameSize(cv::Size(320, 240));
+    EXPECT_EQ(camera.getRectFrameSize(), cv::Size(320, 240));
+}
+
+// The workers read the settings: while capture runs they stay as they are.
+TEST(StereoCameraSettings, SettersRefuseWhileCaptureRuns)
+{
+    TempDir dir;
+    const cv::Mat frame(400, 928, CV_8UC3, cv::Scalar(40, 80, 120));
+    for (int i = 0; i < 3; ++i)
+        ASSERT_TRUE(cv::imwrite(dir.file("frame_" + std::to_string(i) + ".png"), frame));
+    Probe camera(kAbsentDevice);
+    camera.m_log->setLogLevel(-1);
+    camera.setRawFrameSize(cv::Size(928, 400));
+    ASSERT_TRUE(camera.openVideo(dir.file("frame_%d.png")));
+    ASSERT_TRUE(camera.startCapture(false, false));
+    EXPECT_FALSE(camera.setMatchingAlgorithm(StereoCamera::kBlockMatching));
+    EXPECT_FALSE(camera.setDepthMode(StereoCamera::kPerspectiveView));
+    EXPECT_FALSE(camera.setFieldOfView(100.0));
+    camera.stopCapture();
+    EXPECT_EQ(camera.getMatchingAlgorithm(), StereoCamera::kSemiGlobalMatching);
+    EXPECT_EQ(camera.getDepthMode(), StereoCamera::kLonLatView);
+    EXPECT_EQ(camera.getFieldOfView(), 90.0);
+    EXPECT_TRUE(camera.setDepthMode(StereoCamera::kPerspectiveView));
 }
