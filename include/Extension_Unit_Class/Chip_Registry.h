@@ -3,6 +3,8 @@
 
 // The list of chip descriptions that detection, the protocol factory, the
 // updater and the tools go through: the built-in chips, then any added.
+// A new chip is its description, defined in its own source file, and one
+// line in the built-in list (or a call to Register_Chip_Description).
 
 #include "Extension_Unit_Class/Chip_Description.h"
 
