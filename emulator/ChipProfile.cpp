@@ -1,5 +1,7 @@
 #include "emulator/ChipProfile.h"
 
+#include <deque>
+
 namespace korvane::emulator {
 
 const std::vector<ChipProfile>& Chip_Profiles()
@@ -15,9 +17,25 @@ const std::vector<ChipProfile>& Chip_Profiles()
     return profiles;
 }
 
+namespace {
+
+// Kept at fixed addresses: modules hold on to their profile.
+std::deque<ChipProfile>& Added_Profiles()
+{
+    static std::deque<ChipProfile> added;
+    return added;
+}
+
+} // namespace
+
+void Add_Chip_Profile(const ChipProfile& profile) { Added_Profiles().push_back(profile); }
+
 const ChipProfile* Find_Chip_Profile(const std::string& name)
 {
     for (const ChipProfile& profile : Chip_Profiles())
+        if (name == profile.name)
+            return &profile;
+    for (const ChipProfile& profile : Added_Profiles())
         if (name == profile.name)
             return &profile;
     return nullptr;

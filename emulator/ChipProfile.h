@@ -27,9 +27,14 @@ struct ChipProfile
     bool modeChangeLeavesBus;
 };
 
+// The chips the emulator knows out of the box.
 const std::vector<ChipProfile>& Chip_Profiles();
 
-// The profile of that name, or null.
+// Adds a chip under its profile's name, for a chip described only in a test;
+// the name must outlive the program. Add chips before modules are made.
+void Add_Chip_Profile(const ChipProfile& profile);
+
+// The profile of that name, built in or added, or null.
 const ChipProfile* Find_Chip_Profile(const std::string& name);
 
 } // namespace korvane::emulator

@@ -5,6 +5,7 @@
 #include "Extension_Unit_Class/camera_api.h"
 
 #include "Extension_Unit_Class/CameraDevice.h"
+#include "Extension_Unit_Class/Chip_Registry.h"
 #include "Extension_Unit_Class/Extension_Unit_Functions.h"
 
 #include <cstdio>
@@ -23,26 +24,15 @@ constexpr unsigned kSettleSeconds = 1;
 constexpr int kRegisterPathRounds = 30;
 constexpr int kBootCodePathRounds = 20;
 
-enum class Update_Path
-{
-    Mode_Change,           // state register check, mode change, then find the camera again
-    Mode_Change_Boot_Code, // mode change, then the boot-code path
-    Boot_Code,             // the chip starts its ROM boot code, then find the camera again
-    Direct,                // download at once
-};
+using Update_Path = Chip_Update_Path;
 
-Update_Path Path_Of(const std::string& model)
+// The update path of the chip whose protocol reports that model name (or
+// one of its family's); the direct download for any other model.
+Update_Path Path_Of(const char* model)
 {
-    static const char* const modeChange[] = {"QLVR_56_0", "QLVR_56_1", "QLVR_56_2", "QLVR_56_3"};
-    static const char* const bootCode[] = {"QLV_1080P_1", "QLV_1080P_2", "QLV_8M_1", "QLV_8M_2", "QLV_8M_3"};
-    for (const char* name : modeChange)
-        if (model == name)
-            return Update_Path::Mode_Change;
-    if (model == "QLVR_1080p_3D")
-        return Update_Path::Mode_Change_Boot_Code;
-    for (const char* name : bootCode)
-        if (model == name)
-            return Update_Path::Boot_Code;
+    for (const Chip_Description* chip : Chip_Descriptions())
+        if (Names_Model(*chip, model))
+            return chip->updatePath;
     return Update_Path::Direct;
 }
 

@@ -57,6 +57,15 @@ public:
     // Takes over the control object this protocol drives, so that it lives as long as the protocol.
     void Own_Extension_Unit(std::unique_ptr<Extension_Unit_Base_Class> extUnit);
 
+    // The shared protocol on a chip's table alone, for a chip with no class of its own.
+    static std::unique_ptr<Extension_Unit_Chip_Protocol> On_Table(Extension_Unit_Base_Class* extUnit,
+                                                                  const Extension_Unit_Chip_Table& table,
+                                                                  const char* name);
+
+    // The registers a chip test reads, each logged: the id (the preset kept when
+    // the read fails), then a and b for a test that reads all three (else 0).
+    Chip_Id_Registers Read_Chip_Id(const Chip_Detection_Table& detection);
+
     Extension_Unit_Base_Class* pExtUnit; // the control object driven; owned only after Own_Extension_Unit
     SerialFlashCommand SF_Command;
     SerialFlashCommand SF_Command_Set;
@@ -71,9 +80,6 @@ protected:
     // A chip test: reads the identification registers through this protocol,
     // logs them and applies the rules; 1 and ChipType set on a match, else 0.
     int Recognise(const Chip_Detection_Table& detection);
-    // The registers the test reads, each logged: the id (the preset kept when
-    // the read fails), then a and b for a test that reads all three (else 0).
-    Chip_Id_Registers Read_Chip_Id(const Chip_Detection_Table& detection);
 
 private:
     // Sends a copy of a template with its cur half pointed at data.

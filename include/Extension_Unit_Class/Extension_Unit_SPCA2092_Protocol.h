@@ -9,6 +9,9 @@ class Extension_Unit_SPCA2092_Protocol : public Extension_Unit_SPCA2085_Protocol
 {
 public:
     explicit Extension_Unit_SPCA2092_Protocol(Extension_Unit_Base_Class* extUnit);
+
+    // Everything known of this chip, for the chip registry.
+    static const Chip_Description& Description();
 };
 
 #endif

@@ -3,6 +3,7 @@
 
 // Protocol of the SPCA2282 controller, which works like the SPCA2650.
 
+#include "Extension_Unit_Class/Chip_Description.h"
 #include "Extension_Unit_Class/Extension_Unit_SPCA2650_Protocol.h"
 
 class Extension_Unit_SPCA2282_Protocol : public Extension_Unit_SPCA2650_Protocol
@@ -16,8 +17,8 @@ public:
     static std::uint32_t Chip_Code_For(const Chip_Id_Registers& registers);
     // This chip's test: how it reads the identification registers and its rules.
     static const Chip_Detection_Table& Detection();
-    // The identification registers as this chip's test reads them, on its unit.
-    static Chip_Id_Registers Read_Id_Registers(Extension_Unit_Base_Class* extUnit);
+    // Everything known of this chip, for the chip registry.
+    static const Chip_Description& Description();
 };
 
 #endif

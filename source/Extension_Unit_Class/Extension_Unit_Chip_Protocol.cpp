@@ -85,6 +85,12 @@ Extension_Unit_Chip_Protocol::Extension_Unit_Chip_Protocol(Extension_Unit_Base_C
 
 Extension_Unit_Chip_Protocol::~Extension_Unit_Chip_Protocol() = default;
 
+std::unique_ptr<Extension_Unit_Chip_Protocol> Extension_Unit_Chip_Protocol::On_Table(
+    Extension_Unit_Base_Class* extUnit, const Extension_Unit_Chip_Table& table, const char* name)
+{
+    return std::unique_ptr<Extension_Unit_Chip_Protocol>(new Extension_Unit_Chip_Protocol(extUnit, table, name));
+}
+
 void Extension_Unit_Chip_Protocol::Own_Extension_Unit(std::unique_ptr<Extension_Unit_Base_Class> extUnit)
 {
     m_ownedExtUnit = std::move(extUnit);

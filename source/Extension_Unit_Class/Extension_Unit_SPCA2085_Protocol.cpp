@@ -35,7 +35,7 @@ const Chip_Detection_Table kDetection = {0x00, true, kRules, std::size(kRules)};
 } // namespace
 
 Extension_Unit_SPCA2085_Protocol::Extension_Unit_SPCA2085_Protocol(Extension_Unit_Base_Class* extUnit)
-    : Extension_Unit_SPCA2085_Protocol(extUnit, "QLV_1080P_1")
+    : Extension_Unit_SPCA2085_Protocol(extUnit, Description().model)
 {
 }
 
@@ -58,8 +58,13 @@ std::uint32_t Extension_Unit_SPCA2085_Protocol::Chip_Code_For(const Chip_Id_Regi
 
 const Chip_Detection_Table& Extension_Unit_SPCA2085_Protocol::Detection() { return kDetection; }
 
-Chip_Id_Registers Extension_Unit_SPCA2085_Protocol::Read_Id_Registers(Extension_Unit_Base_Class* extUnit)
+// Its test runs third and announces the SPCA2092's model name.
+const Chip_Description& Extension_Unit_SPCA2085_Protocol::Description()
 {
-    Extension_Unit_SPCA2085_Protocol probe(extUnit);
-    return probe.Read_Chip_Id(kDetection);
+    static const Chip_Description description = {
+        "QLV_1080P_1", "SPCA2085", CHIP_SPCA2085, &kTable, &kDetection, 2, "QLV_1080P_2",
+        &Make_Chip_Protocol<Extension_Unit_SPCA2085_Protocol>, Chip_Update_Path::Boot_Code,
+        {nullptr, nullptr, nullptr, nullptr},
+    };
+    return description;
 }

@@ -32,7 +32,7 @@ const Chip_Detection_Table kDetection = {0x00, false, kRules, std::size(kRules)}
 } // namespace
 
 Extension_Unit_SPCA2281_Protocol::Extension_Unit_SPCA2281_Protocol(Extension_Unit_Base_Class* extUnit)
-    : Extension_Unit_SPCA2281_Protocol(extUnit, "QLV_3M_1")
+    : Extension_Unit_SPCA2281_Protocol(extUnit, Description().model)
 {
 }
 
@@ -55,8 +55,12 @@ std::uint32_t Extension_Unit_SPCA2281_Protocol::Chip_Code_For(const Chip_Id_Regi
 
 const Chip_Detection_Table& Extension_Unit_SPCA2281_Protocol::Detection() { return kDetection; }
 
-Chip_Id_Registers Extension_Unit_SPCA2281_Protocol::Read_Id_Registers(Extension_Unit_Base_Class* extUnit)
+const Chip_Description& Extension_Unit_SPCA2281_Protocol::Description()
 {
-    Extension_Unit_SPCA2281_Protocol probe(extUnit);
-    return probe.Read_Chip_Id(kDetection);
+    static const Chip_Description description = {
+        "QLV_3M_1", "SPCA2281", CHIP_SPCA2281, &kTable, &kDetection, 1, "QLV_3M_1",
+        &Make_Chip_Protocol<Extension_Unit_SPCA2281_Protocol>, Chip_Update_Path::Direct,
+        {nullptr, nullptr, nullptr, nullptr},
+    };
+    return description;
 }

@@ -17,7 +17,7 @@ const Chip_Detection_Table kDetection = {0x00, true, kRules, std::size(kRules)};
 } // namespace
 
 Extension_Unit_SPCA2282_Protocol::Extension_Unit_SPCA2282_Protocol(Extension_Unit_Base_Class* extUnit)
-    : Extension_Unit_SPCA2650_Protocol(extUnit, "QLVR_1080p_3D")
+    : Extension_Unit_SPCA2650_Protocol(extUnit, Description().model)
 {
 }
 
@@ -34,8 +34,13 @@ std::uint32_t Extension_Unit_SPCA2282_Protocol::Chip_Code_For(const Chip_Id_Regi
 
 const Chip_Detection_Table& Extension_Unit_SPCA2282_Protocol::Detection() { return kDetection; }
 
-Chip_Id_Registers Extension_Unit_SPCA2282_Protocol::Read_Id_Registers(Extension_Unit_Base_Class* extUnit)
+// The SPCA2650's table; its test runs last and announces a model of its own.
+const Chip_Description& Extension_Unit_SPCA2282_Protocol::Description()
 {
-    Extension_Unit_SPCA2282_Protocol probe(extUnit);
-    return probe.Read_Chip_Id(kDetection);
+    static const Chip_Description description = {
+        "QLVR_1080p_3D", "SPCA2282", CHIP_SPCA2282, Extension_Unit_SPCA2650_Protocol::Description().table,
+        &kDetection, 4, "QLVR_SOC_550_0", &Make_Chip_Protocol<Extension_Unit_SPCA2282_Protocol>,
+        Chip_Update_Path::Mode_Change_Boot_Code, {nullptr, nullptr, nullptr, nullptr},
+    };
+    return description;
 }

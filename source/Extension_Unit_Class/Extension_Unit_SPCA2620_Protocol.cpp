@@ -34,7 +34,7 @@ const Chip_Detection_Table kDetection = {0x00, false, kRules, std::size(kRules)}
 } // namespace
 
 Extension_Unit_SPCA2620_Protocol::Extension_Unit_SPCA2620_Protocol(Extension_Unit_Base_Class* extUnit)
-    : Extension_Unit_SPCA2620_Protocol(extUnit, "QLV_8M_1")
+    : Extension_Unit_SPCA2620_Protocol(extUnit, Description().model)
 {
 }
 
@@ -57,8 +57,12 @@ std::uint32_t Extension_Unit_SPCA2620_Protocol::Chip_Code_For(const Chip_Id_Regi
 
 const Chip_Detection_Table& Extension_Unit_SPCA2620_Protocol::Detection() { return kDetection; }
 
-Chip_Id_Registers Extension_Unit_SPCA2620_Protocol::Read_Id_Registers(Extension_Unit_Base_Class* extUnit)
+const Chip_Description& Extension_Unit_SPCA2620_Protocol::Description()
 {
-    Extension_Unit_SPCA2620_Protocol probe(extUnit);
-    return probe.Read_Chip_Id(kDetection);
+    static const Chip_Description description = {
+        "QLV_8M_1", "SPCA2620", CHIP_SPCA2620, &kTable, &kDetection, 3, "QLV_8M_1",
+        &Make_Chip_Protocol<Extension_Unit_SPCA2620_Protocol>, Chip_Update_Path::Boot_Code,
+        {"QLV_8M_2", "QLV_8M_3", nullptr, nullptr},
+    };
+    return description;
 }

@@ -37,7 +37,7 @@ const Chip_Detection_Table kDetection = {0xFE, true, kRules, std::size(kRules)};
 } // namespace
 
 Extension_Unit_SPCA2650_Protocol::Extension_Unit_SPCA2650_Protocol(Extension_Unit_Base_Class* extUnit)
-    : Extension_Unit_SPCA2650_Protocol(extUnit, "QLVR_56_2")
+    : Extension_Unit_SPCA2650_Protocol(extUnit, Description().model)
 {
 }
 
@@ -60,8 +60,12 @@ std::uint32_t Extension_Unit_SPCA2650_Protocol::Chip_Code_For(const Chip_Id_Regi
 
 const Chip_Detection_Table& Extension_Unit_SPCA2650_Protocol::Detection() { return kDetection; }
 
-Chip_Id_Registers Extension_Unit_SPCA2650_Protocol::Read_Id_Registers(Extension_Unit_Base_Class* extUnit)
+const Chip_Description& Extension_Unit_SPCA2650_Protocol::Description()
 {
-    Extension_Unit_SPCA2650_Protocol probe(extUnit);
-    return probe.Read_Chip_Id(kDetection);
+    static const Chip_Description description = {
+        "QLVR_56_2", "SPCA2650", CHIP_SPCA2650, &kTable, &kDetection, 0, "QLVR_56_2",
+        &Make_Chip_Protocol<Extension_Unit_SPCA2650_Protocol>, Chip_Update_Path::Mode_Change,
+        {"QLVR_56_0", "QLVR_56_1", "QLVR_56_3", nullptr},
+    };
+    return description;
 }

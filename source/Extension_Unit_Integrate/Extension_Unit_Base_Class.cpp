@@ -2,9 +2,11 @@
 
 #include "Extension_Unit_Class/Camera_Status.h"
 #include "Extension_Unit_Class/Chip_Detection.h"
+#include "Extension_Unit_Class/Chip_Registry.h"
 #include "Extension_Unit_Class/camera_api.h"
 
 #include <cstdio>
+#include <vector>
 
 #include <unistd.h>
 
@@ -52,8 +54,9 @@ void Extension_Unit_Base_Class::init()
 
 int Extension_Unit_Base_Class::initControl()
 {
+    const std::vector<const Chip_Description*> order = Chip_Detection_Order();
     const Chip_Detection found =
-        Detect_Chip([this](std::size_t test) { return CHIP_DETECTION_ORDER[test].read(this); });
+        Detect_Chip([this, &order](std::size_t test) { return Read_Chip_Test_Registers(this, *order[test]); });
     if (found.chipCode == 0)
         return Camera_Status::Chip_Not_Recognised;
     ChipType = found.chipCode;

@@ -1,11 +1,7 @@
 #include "Extension_Unit_Class/Extunit.h"
 
-#include "Extension_Unit_Class/Extension_Unit_SPCA2085_Protocol.h"
-#include "Extension_Unit_Class/Extension_Unit_SPCA2092_Protocol.h"
-#include "Extension_Unit_Class/Extension_Unit_SPCA2281_Protocol.h"
-#include "Extension_Unit_Class/Extension_Unit_SPCA2282_Protocol.h"
-#include "Extension_Unit_Class/Extension_Unit_SPCA2620_Protocol.h"
-#include "Extension_Unit_Class/Extension_Unit_SPCA2650_Protocol.h"
+#include "Extension_Unit_Class/Chip_Registry.h"
+#include "Extension_Unit_Class/Extension_Unit_Chip_Protocol.h"
 #include "Extension_Unit_Class/Extension_Unit_UNKNOW_Protocol.h"
 #include "Extension_Unit_Class/camera_api.h"
 
@@ -14,47 +10,22 @@
 
 namespace {
 
-template <typename Protocol>
-std::unique_ptr<Extension_Unit_Chip_Protocol> Make(Extension_Unit_Base_Class* extUnit)
-{
-    return std::make_unique<Protocol>(extUnit);
-}
-
-// The protocol class of each chip code.
-struct Chip_Protocol_Maker
-{
-    std::uint32_t chipCode;
-    std::unique_ptr<Extension_Unit_Chip_Protocol> (*make)(Extension_Unit_Base_Class*);
-};
-
-const Chip_Protocol_Maker kMakers[] = {
-    {CHIP_SPCA2620, &Make<Extension_Unit_SPCA2620_Protocol>},
-    {CHIP_SPCA2281, &Make<Extension_Unit_SPCA2281_Protocol>},
-    {CHIP_SPCA2085, &Make<Extension_Unit_SPCA2085_Protocol>},
-    {CHIP_SPCA2092, &Make<Extension_Unit_SPCA2092_Protocol>},
-    {CHIP_SPCA2650, &Make<Extension_Unit_SPCA2650_Protocol>},
-    {CHIP_SPCA2282, &Make<Extension_Unit_SPCA2282_Protocol>},
-};
-
 void Log_Protocol_Match(const char* name)
 {
     if (FILE* log = Camera_Log_Stream())
         std::fprintf(log, "\r\n\t\t Protocol mate %s\r\n", name);
 }
 
-// The protocol for a detected chip; it keeps the control object. A code
-// without a protocol class gets the null protocol and the control object is dropped.
+// The protocol the chip registry gives a detected chip; it keeps the control
+// object. A code no registered chip has gets the null protocol and the control object is dropped.
 std::unique_ptr<Extension_Unit_Base_Protocol> Make_Protocol(std::unique_ptr<Extension_Unit_Base_Class> extUnit)
 {
-    const std::uint32_t chipCode = extUnit->Get_Pair_Chip();
-    for (const Chip_Protocol_Maker& maker : kMakers) {
-        if (maker.chipCode == chipCode) {
-            std::unique_ptr<Extension_Unit_Chip_Protocol> protocol = maker.make(extUnit.get());
-            protocol->Own_Extension_Unit(std::move(extUnit));
-            return protocol;
-        }
-    }
-    return std::make_unique<Extension_Unit_UNKNOW_Protocol>();
+    const Chip_Description* chip = Chip_Description_For_Code(extUnit->Get_Pair_Chip());
+    if (!chip)
+        return std::make_unique<Extension_Unit_UNKNOW_Protocol>();
+    std::unique_ptr<Extension_Unit_Chip_Protocol> protocol = chip->make(extUnit.get(), *chip);
+    protocol->Own_Extension_Unit(std::move(extUnit));
+    return protocol;
 }
 
 } // namespace

@@ -1,4 +1,5 @@
 #include "Extension_Unit_Class/Chip_Detection.h"
+#include "Extension_Unit_Class/Chip_Registry.h"
 #include "Extension_Unit_Class/Extension_Unit_SPCA2085_Protocol.h"
 #include "Extension_Unit_Class/Extension_Unit_SPCA2281_Protocol.h"
 #include "Extension_Unit_Class/Extension_Unit_SPCA2282_Protocol.h"
@@ -15,6 +16,9 @@
 #include <vector>
 
 namespace {
+
+// The built-in chips' tests in the detection order.
+constexpr std::size_t CHIP_TEST_COUNT = 5;
 
 Chip_Id_Registers Id(std::uint8_t id, std::uint8_t a = 0, std::uint8_t b = 0) { return {id, a, b}; }
 
@@ -182,8 +186,10 @@ TEST(ChipIdRules, DetectionOrderTriesEachChipsTestOnce)
         &Extension_Unit_SPCA2650_Protocol::Detection(), &Extension_Unit_SPCA2281_Protocol::Detection(),
         &Extension_Unit_SPCA2085_Protocol::Detection(), &Extension_Unit_SPCA2620_Protocol::Detection(),
         &Extension_Unit_SPCA2282_Protocol::Detection()};
+    const std::vector<const Chip_Description*> order = Chip_Detection_Order();
+    ASSERT_EQ(order.size(), CHIP_TEST_COUNT);
     for (std::size_t test = 0; test < CHIP_TEST_COUNT; ++test)
-        EXPECT_EQ(&CHIP_DETECTION_ORDER[test].detection(), expected[test]) << "test " << test;
+        EXPECT_EQ(order[test]->detection, expected[test]) << "test " << test;
 }
 
 } // namespace

@@ -1,45 +1,57 @@
 #include "ChipCatalog.h"
 
 #include <algorithm>
+#include <deque>
 
-#include "Extension_Unit_Class/Firmware_Form.h"
-#include "Extension_Unit_Class/ISP_TYPE.h"
+#include "Extension_Unit_Class/Chip_Registry.h"
+#include "Extension_Unit_Class/Flash_Piece_Plan.h"
 
 namespace korvane::maintenance {
 
 namespace {
 
-constexpr std::int32_t kLargeVariant = FIRMWARE_VARIANT_1 | SPCA_2650;
+// The download's progress steps as the chip's table has them: the first
+// step, the one after the command set is loaded where the chip takes it,
+// and the one after the piece length is known.
+DownloadPlan planOf(const Extension_Unit_Chip_Table& table)
+{
+    const Firmware_Layout& firmware = table.firmware;
+    return {table.progressDivisor, firmware.stepAfterFlashType ? 3 : 2,
+            static_cast<int>(firmware.areaLength / FLASH_PIECE_SIZE),
+            static_cast<int>(firmware.areaLength / table.pieceLength)};
+}
 
-const DownloadPlan k64KiBOf1024 = {1.47f, 2, 16, 64};
-const DownloadPlan k64KiBOf1024Loaded = {1.48f, 3, 16, 64};
-const DownloadPlan k64KiBOf4096 = {0.52f, 3, 16, 16};
-const DownloadPlan k768KiBOf4096 = {5.8f, 3, 192, 192};
+ChipFacts factsOf(const Chip_Description& chip)
+{
+    const Extension_Unit_Chip_Table& table = *chip.table;
+    return {chip.model, chip.chip, {table.firmware.imageTypes[0], table.firmware.imageTypes[1]},
+            table.firmware.areaLength, planOf(table)};
+}
 
-const ChipFacts kChips[] = {
-    {"QLV_8M_1", "SPCA2620", {SPCA_2610, 0}, 0x10000, k64KiBOf1024},
-    {"QLV_1080P_1", "SPCA2085", {SPCA_2085, 0}, 0x10000, k64KiBOf1024Loaded},
-    {"QLV_1080P_2", "SPCA2092", {SPCA_2085, 0}, 0x10000, k64KiBOf1024Loaded},
-    {"QLV_3M_1", "SPCA2281", {SPCA_2088, 0}, 0x10000, k64KiBOf4096},
-    {"QLVR_56_2", "SPCA2650", {SPCA_2650, kLargeVariant}, 0xC0000, k768KiBOf4096},
-    {"QLVR_1080p_3D", "SPCA2282", {SPCA_2650, kLargeVariant}, 0xC0000, k768KiBOf4096},
-};
+// The facts handed out, one per description, kept at fixed addresses; the
+// tool asks for them from its one command thread.
+const ChipFacts& cachedFacts(const Chip_Description& chip)
+{
+    static std::deque<std::pair<const Chip_Description*, ChipFacts>> cache;
+    for (const auto& [description, facts] : cache)
+        if (description == &chip)
+            return facts;
+    return cache.emplace_back(&chip, factsOf(chip)).second;
+}
 
 } // namespace
 
 const ChipFacts* chipFactsFor(const std::string& model)
 {
-    for (const ChipFacts& facts : kChips)
-        if (model == facts.model)
-            return &facts;
-    return nullptr;
+    const Chip_Description* chip = Chip_Description_For_Model(model);
+    return chip ? &cachedFacts(*chip) : nullptr;
 }
 
 std::uint32_t largestFirmwareArea()
 {
     std::uint32_t largest = 0;
-    for (const ChipFacts& facts : kChips)
-        largest = std::max(largest, facts.firmwareArea);
+    for (const Chip_Description* chip : Chip_Descriptions())
+        largest = std::max(largest, chip->table->firmware.areaLength);
     return largest;
 }
 
@@ -54,9 +66,9 @@ bool chipTakesImageType(const ChipFacts& facts, std::int32_t imageType)
 std::string chipsTakingImageType(std::int32_t imageType)
 {
     std::string chips;
-    for (const ChipFacts& facts : kChips)
-        if (chipTakesImageType(facts, imageType))
-            chips += (chips.empty() ? "" : " or ") + std::string(facts.chip);
+    for (const Chip_Description* chip : Chip_Descriptions())
+        if (chipTakesImageType(cachedFacts(*chip), imageType))
+            chips += (chips.empty() ? "" : " or ") + std::string(chip->chip);
     return chips;
 }
 

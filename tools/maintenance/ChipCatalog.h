@@ -17,8 +17,8 @@ struct DownloadPlan
     int pieces; // with the chip's usual piece length
 };
 
-// What the tool knows of a controller chip, found by the model name its
-// protocol reports.
+// What the tool needs of a controller chip, read from its description in
+// the chip registry and found by the model name its protocol reports.
 struct ChipFacts
 {
     const char* model;             // the protocol's model name
@@ -28,8 +28,8 @@ struct ChipFacts
     DownloadPlan plan;
 };
 
-// The facts of the chip behind that model name, or null for a model the
-// tool does not know.
+// The facts of the chip behind that model name, or null for a model no
+// registered chip reports. The facts stay valid as long as the program runs.
 const ChipFacts* chipFactsFor(const std::string& model);
 
 // The firmware area of the chip with the largest one: no file the tool

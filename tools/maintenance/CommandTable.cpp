@@ -56,8 +56,8 @@ const std::vector<Command>& commandTable()
         {"firmware", "IMAGE [--wait SECONDS]", "download a firmware image, keeping the module's user data",
          "An image the module's chip does not take is refused before the module is touched.\n"
          "The module's user data is backed up first. Where the download rewrites the user\n"
-         "data (SPCA2620), the tool waits for the module to come back (--wait, default 30 s),\n"
-         "writes the user data back and verifies it.\n",
+         "data, the tool waits for the module to come back (--wait, default 30 s), writes\n"
+         "the user data back and verifies it.\n",
          {{}, {"--wait"}}, 1, runFirmware},
         {"restore", "BACKUP [--force]", "write a user-data backup back to its module, with verify",
          "A backup taken from another module is refused unless --force is given. The\n"

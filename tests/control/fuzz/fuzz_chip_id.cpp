@@ -6,6 +6,7 @@
 // Input: three bytes (id, 0x2051, 0x20D9) per read, taken in turn; the
 // detection order's tests read from the same stream, one set each.
 #include "Extension_Unit_Class/Chip_Detection.h"
+#include "Extension_Unit_Class/Chip_Registry.h"
 #include "Extension_Unit_Class/Extension_Unit_Base_Class.h"
 #include "Extension_Unit_Class/Extension_Unit_SPCA2085_Protocol.h"
 #include "Extension_Unit_Class/Extension_Unit_SPCA2281_Protocol.h"
@@ -25,6 +26,7 @@ namespace {
 constexpr std::uint32_t kKnownCodes[] = {CHIP_SPCA2620, CHIP_SPCA2281, CHIP_SPCA2085,
                                          CHIP_SPCA2092, CHIP_SPCA2650, CHIP_SPCA2282};
 const char* const kAnnouncedNames[] = {"QLVR_56_2", "QLV_3M_1", "QLV_1080P_2", "QLV_8M_1", "QLVR_SOC_550_0"};
+constexpr std::size_t CHIP_TEST_COUNT = std::size(kAnnouncedNames);
 
 struct Chip_Decision
 {
@@ -118,7 +120,7 @@ void Check_Detection_Order(Register_Stream& stream)
     Check((found.test == CHIP_TEST_COUNT) == (found.chipCode == 0));
     Check(reads.size() == (found.chipCode == 0 ? CHIP_TEST_COUNT : found.test + 1));
     for (std::size_t test = 0; test < reads.size(); ++test) {
-        const std::uint32_t code = Chip_Test_Code(CHIP_DETECTION_ORDER[test].detection(), reads[test]);
+        const std::uint32_t code = Chip_Test_Code(*Chip_Detection_Order()[test]->detection, reads[test]);
         Check(test == found.test ? code == found.chipCode : code == 0);
     }
     if (found.chipCode == 0) {

@@ -9,11 +9,10 @@ namespace korvane::maintenance {
 
 // Where a chip keeps its user data: the 4096-byte flash pieces behind the
 // flat API's piece indices (Camera_Flash_R_Api / Camera_Flash_W_Api), and
-// the flash its firmware download erases and rewrites. The values are those
-// of the chip protocols' tables. Flat index 2 on the chips that map it to
-// flash piece 0 reaches the firmware header sector, not user data, and is
-// left out: writing an old header back after a download would break the new
-// firmware.
+// the flash its firmware download erases and rewrites, as the chip's
+// description in the chip registry has them. A flat index that reaches the
+// firmware header's piece holds no user data and ends the list: writing an
+// old header back after a download would break the new firmware.
 class UserDataLayout
 {
 public:
