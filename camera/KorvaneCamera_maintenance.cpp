@@ -2,7 +2,6 @@
 // calibration block to file, firmware update, calibration file to flash and
 // the identification string.
 #include "KorvaneCamera.h"
-#include "ModuleIdentification.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -14,32 +13,23 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "Extension_Unit_Class/Module_Handle.h"
 #include "Extension_Unit_Class/camera_api.h"
 
 namespace {
 
-// The handles of one call, released together however the call ends.
-class DeviceHandles
+// The modules of one call, one per list index (null where an index has no
+// readable module), released together however the call ends. Each keeps
+// the information read before any operation, so that a firmware update,
+// which rebuilds the camera list, does not make a later index look like the
+// module just updated.
+std::vector<std::unique_ptr<Module_Handle>> openEveryIndex(int count)
 {
-public:
-    explicit DeviceHandles(int count)
-    {
-        for (int i = 0; i < count; ++i)
-            m_handles.push_back(Camera_Device_Point_Init(i));
-    }
-    ~DeviceHandles()
-    {
-        for (_Device_Point_*& handle : m_handles)
-            Camera_Device_Point_UnInit(&handle);
-    }
-    DeviceHandles(const DeviceHandles&) = delete;
-    DeviceHandles& operator=(const DeviceHandles&) = delete;
-
-    const std::vector<_Device_Point_*>& all() const { return m_handles; }
-
-private:
-    std::vector<_Device_Point_*> m_handles;
-};
+    std::vector<std::unique_ptr<Module_Handle>> modules;
+    for (int i = 0; i < count; ++i)
+        modules.push_back(Module_Handle::Open(i));
+    return modules;
+}
 
 // A descriptor on the module's video node, held for the length of one operation.
 class NodeDescriptor
@@ -175,18 +165,13 @@ int cameraSpecailOprations(int deviceNode, std::string& path, int op)
         std::fflush(stdout);
         return 0;
     }
-    DeviceHandles handles(count);
+    const auto modules = openEveryIndex(count);
     const std::string wanted = "/dev/video" + std::to_string(deviceNode);
-    for (_Device_Point_* handle : handles.all()) {
-        if (!handle || !handle->p_device)
+    for (const auto& module : modules) {
+        if (!module || wanted != module->Device_Path())
             continue;
-        info_camera_os info{};
-        if (Camera_Get_information_Api(handle, &info) != 0)
-            continue;
-        info.device[sizeof info.device - 1] = '\0';
-        if (wanted != info.device)
-            continue;
-        NodeDescriptor node(info.device);
+        _Device_Point_* handle = module->Device();
+        NodeDescriptor node(wanted.c_str());
         bool finished = true;
         switch (op) {
         case kFlashToFile:
@@ -199,7 +184,7 @@ int cameraSpecailOprations(int deviceNode, std::string& path, int op)
             finished = calibrationToFlash(handle, path);
             break;
         case kIdentification:
-            path = moduleIdentification(handle, info);
+            path = module->Identification();
             break;
         default: // 1 is reserved; other codes do nothing
             break;

@@ -7,20 +7,21 @@
 #include "Extension_Unit_Class/CameraDevice.h"
 #include "Extension_Unit_Class/Chip_Registry.h"
 #include "Extension_Unit_Class/Extension_Unit_Functions.h"
+#include "Extension_Unit_Class/Module_Handle.h"
+#include "Extension_Unit_Class/Module_Identity.h"
 
-#include <cstdio>
-#include <cstring>
+#include <chrono>
+#include <memory>
 #include <string>
+#include <thread>
 #include <vector>
-
-#include <unistd.h>
 
 namespace {
 
 constexpr std::uint16_t kDownloadStateRegister = 0x2310;
 constexpr std::uint16_t kModeRegister = 0x20D8;
 constexpr std::uint8_t kModeChange = 0x5A;
-constexpr unsigned kSettleSeconds = 1;
+constexpr std::chrono::milliseconds kSettleTime(1000);
 constexpr int kRegisterPathRounds = 30;
 constexpr int kBootCodePathRounds = 20;
 
@@ -36,55 +37,37 @@ Update_Path Path_Of(const char* model)
     return Update_Path::Direct;
 }
 
-// The camera's information record with its identity string in deviceID:
-// USB vendor and product ids and serial number, which stay the same when the
-// camera re-enumerates (its node and bus address may not); the bus place
-// stands in for a camera without a serial number.
-info_camera_os Identified_Information(_Device_Point_* device)
+// The identity of the camera behind the record, read from the camera list.
+Module_Identity Identity_Of(_Device_Point_* device)
 {
-    info_camera_os info;
-    std::memset(&info, 0, sizeof info);
-    Camera_Get_information_Api(device, &info);
-    info_camera_String strings;
+    info_camera_os information{};
+    info_camera_String strings{};
+    Camera_Get_information_Api(device, &information);
     Camera_Get_Info_String_Api(device, &strings);
-    char ids[16];
-    std::snprintf(ids, sizeof ids, "%04x:%04x:", info.vid, info.pid);
-    const std::string identity = std::string(ids) + (strings.iSerialNumber[0] ? strings.iSerialNumber : info.location);
-    identity.copy(info.deviceID, sizeof info.deviceID - 1);
-    return info;
+    return Module_Identity::Of(information, strings);
 }
 
-// Builds the camera list anew, up to `rounds` times a second apart, until a
-// camera with that identity is on it; that camera's download result, or Camera_Not_Back.
-int Find_Again_And_Download(const std::string& identity, int rounds, std::uint8_t* image, unsigned int length,
-                            float* progress)
+// Builds the camera list anew, up to `rounds` times a second apart, until the
+// camera with that identity is on it; then points the caller's record at it,
+// since the rebuilt list leaves the old one stale, and returns its download
+// result. Camera_Not_Back when it did not come.
+int Find_Again_And_Download(_Device_Point_* device, const Module_Identity& identity, int rounds, std::uint8_t* image,
+                            unsigned int length, float* progress)
 {
-    Camera_UnInit();
-    for (int round = 0; round < rounds; ++round) {
-        if (round > 0)
-            sleep(kSettleSeconds);
-        const int count = Camera_Init();
-        for (int index = 0; index < count; ++index) {
-            _Device_Point_* candidate = Camera_Device_Point_Init(index);
-            if (!candidate)
-                continue;
-            const info_camera_os info = Identified_Information(candidate);
-            Extension_Unit_Base_Protocol* protocol = candidate->p_device;
-            Camera_Device_Point_UnInit(&candidate);
-            if (identity == info.deviceID)
-                return Download_Firmware(protocol, image, length, progress);
-        }
-    }
-    return Camera_Status::Camera_Not_Back;
+    std::unique_ptr<Module_Handle> module;
+    if (const int found = Module_Handle::Find_Again(identity, rounds, kSettleTime, module))
+        return found;
+    module->Refresh(*device);
+    return Download_Firmware(device->p_device, image, length, progress);
 }
 
-int Boot_Code_Path(Extension_Unit_Base_Protocol* protocol, const std::string& identity, std::uint8_t* image,
-                   unsigned int length, float* progress)
+int Boot_Code_Path(_Device_Point_* device, const Module_Identity& identity, std::uint8_t* image, unsigned int length,
+                   float* progress)
 {
-    if (const int switched = Set_Rom_Code(protocol, image, length))
+    if (const int switched = Set_Rom_Code(device->p_device, image, length))
         return switched;
-    sleep(kSettleSeconds);
-    return Find_Again_And_Download(identity, kBootCodePathRounds, image, length, progress);
+    std::this_thread::sleep_for(kSettleTime);
+    return Find_Again_And_Download(device, identity, kBootCodePathRounds, image, length, progress);
 }
 
 } // namespace
@@ -104,7 +87,7 @@ int Camera_Updata(_Device_Point_* device, const unsigned char* image, unsigned i
         return Camera_Status::Unsupported_Image;
 
     Extension_Unit_Base_Protocol* protocol = device->p_device;
-    const std::string identity = Identified_Information(device).deviceID;
+    const Module_Identity identity = Identity_Of(device);
     switch (Path_Of(This_is(protocol))) {
     case Update_Path::Mode_Change: {
         std::uint8_t state = 0;
@@ -114,15 +97,15 @@ int Camera_Updata(_Device_Point_* device, const unsigned char* image, unsigned i
             return Camera_Status::Download_Refused;
         // The chip leaves the bus to change its mode, so the write's own result says little.
         Write_ISP_Register(protocol, kModeRegister, kModeChange);
-        sleep(kSettleSeconds);
-        return Find_Again_And_Download(identity, kRegisterPathRounds, bytes, length, progress);
+        std::this_thread::sleep_for(kSettleTime);
+        return Find_Again_And_Download(device, identity, kRegisterPathRounds, bytes, length, progress);
     }
     case Update_Path::Mode_Change_Boot_Code:
         Write_ISP_Register(protocol, kModeRegister, kModeChange);
-        sleep(kSettleSeconds);
-        return Boot_Code_Path(protocol, identity, bytes, length, progress);
+        std::this_thread::sleep_for(kSettleTime);
+        return Boot_Code_Path(device, identity, bytes, length, progress);
     case Update_Path::Boot_Code:
-        return Boot_Code_Path(protocol, identity, bytes, length, progress);
+        return Boot_Code_Path(device, identity, bytes, length, progress);
     case Update_Path::Direct:
         break;
     }

@@ -133,9 +133,10 @@ int Camera_Set_ExID_Api(_Device_Point_* device, std::uint8_t* buffer);
 // through progress, which may be null, and on standard error). The image
 // must be of an accepted form (FW_Support_Device). Models that need it are
 // first switched into a state that takes a download and found again, by
-// their USB identity, after they re-enumerated: the camera list is then
-// built anew, and records made before, this one included, must not be used
-// any more. 0, or a failure of Camera_Status: Verify_Failed (also a null
+// their identity (Module_Identity) after they re-enumerated: the camera
+// list is then built anew and this record is pointed at the camera found
+// again; other records made before must be renewed (Module_Handle) before
+// they are used again. 0, or a failure of Camera_Status: Verify_Failed (also a null
 // record or a failed state register read), Image_Does_Not_Fit,
 // Flash_Transfer_Failed, No_Flash, Unsupported_Image, Camera_Not_Back,
 // No_Chip, Download_Refused.

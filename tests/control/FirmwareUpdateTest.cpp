@@ -188,6 +188,29 @@ TEST_F(FirmwareUpdateTest, CameraThatComesBackAtAnotherNodeIsFoundByItsIdentity)
     EXPECT_EQ(written->node, "/dev/video7");
 }
 
+TEST_F(FirmwareUpdateTest, TheCallersRecordLeadsToTheCameraFoundAgain)
+{
+    Add_Camera("2620", 0);
+    VirtualModule& module = Add_Camera("2620", 1);
+    Testbed().Move_On_Reappearance(module, 7);
+    Device(1);
+    const Bytes image = Make_Firmware_Image(Firmware_Image_Kind::Header_2620, 0x4000, 9);
+
+    ASSERT_EQ(Update(image, nullptr), 0);
+
+    // The list was rebuilt while the camera was away; the record now names it on its new node.
+    info_camera_os information{};
+    ASSERT_EQ(Camera_Get_information_Api(m_device, &information), 0);
+    EXPECT_STREQ(information.device, "/dev/video7");
+    info_camera_String strings{};
+    ASSERT_EQ(Camera_Get_Info_String_Api(m_device, &strings), 0);
+    EXPECT_EQ(std::string(strings.iSerialNumber), "KV1000000001");
+    _Device_Point_* fresh = Camera_Device_Point_Init(static_cast<int>(m_device->u_index));
+    ASSERT_NE(fresh, nullptr);
+    EXPECT_EQ(fresh->p_device, m_device->p_device) << "the protocol of the present list";
+    Camera_Device_Point_UnInit(&fresh);
+}
+
 TEST_F(FirmwareUpdateTest, CameraThatNeverComesBackGivesMinusSix)
 {
     VirtualModule& module = Add_Camera("2620", 0);

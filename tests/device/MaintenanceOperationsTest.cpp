@@ -1,6 +1,7 @@
 // The maintenance operations on virtual modules: what each prints, returns
 // and leaves in the module's flash.
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -210,6 +211,31 @@ TEST_F(MaintenanceOperations, FirmwareImageIsDownloadedAndDoneIsPrintedWithoutLi
     EXPECT_EQ(result, 1);
     EXPECT_EQ(out, "Binary file : [" + path + "] 36864 bytes (36.0 KB) has been read\n"
                    "Start Updating Firmware ...\ndone!");
+}
+
+TEST_F(MaintenanceOperations, FirmwareUpdateFollowsTheModuleToItsNewNodeAndLeavesTheOthers)
+{
+    VirtualModule& updated = addModule(0);
+    VirtualModule& other = addModule(1);
+    loadCalibrationBlock(updated, pattern(4096, 'u'));
+    loadCalibrationBlock(other, pattern(4096, 'o'));
+    Testbed().Move_On_Reappearance(updated, 6);
+    const auto image = korvane::firmware::Make_Firmware_Image(
+        korvane::firmware::Firmware_Image_Kind::Header_2620, 0x9000, 4);
+    std::string path = work().write("fw.bin", std::string(image.begin(), image.end()));
+
+    const std::string out = stdoutOf([&] { EXPECT_EQ(cameraSpecailOprations(0, path, 2), 1); });
+
+    EXPECT_EQ(out, "Binary file : [" + path + "] 36864 bytes (36.0 KB) has been read\n"
+                   "Start Updating Firmware ...\ndone!");
+    // The download rewrote the whole image area of the updated module only.
+    EXPECT_EQ(calibrationBlock(updated), std::vector<std::uint8_t>(4096, 0));
+    EXPECT_EQ(calibrationBlock(other), bytesOf(pattern(4096, 'o')));
+    // Plugged in at the start, after the boot-code switch and after the download.
+    ASSERT_TRUE(Testbed().Wait_Until_Plugged_Times(updated, 3, std::chrono::seconds(10)));
+    std::string identification;
+    EXPECT_EQ(cameraSpecailOprations(6, identification, 4), 1);
+    EXPECT_EQ(identification, "100-100-7119-KV1000000000");
 }
 
 TEST_F(MaintenanceOperations, RefusedFirmwareImagePrintsFailed)

@@ -70,19 +70,27 @@ TEST_F(ModuleHandleTest, ListsEveryModule)
     EXPECT_EQ(serials, (std::vector<std::string>{"FIRST", "SECOND"}));
 }
 
-TEST_F(ModuleHandleTest, WaitsForAnIdentificationThatComes)
+TEST_F(ModuleHandleTest, FindsAgainTheModuleWithThatIdentity)
 {
     addModule(0, "FIRST");
     addModule(2, "SECOND");
-    auto module = ModuleHandle::waitForIdentification("100-100-7119-SECOND", 2, 10ms);
+    Module_Identity identity;
+    {
+        std::string error;
+        auto module = ModuleHandle::openByNode(2, error);
+        ASSERT_NE(module, nullptr) << error;
+        identity = module->identity();
+    }
+    auto module = ModuleHandle::findAgain(identity, 2, 10ms);
     ASSERT_NE(module, nullptr);
     EXPECT_EQ(module->devicePath(), "/dev/video2");
+    EXPECT_EQ(module->serialNumber(), "SECOND");
 }
 
-TEST_F(ModuleHandleTest, GivesUpOnAnIdentificationThatNeverComes)
+TEST_F(ModuleHandleTest, GivesUpOnAnIdentityThatNeverComes)
 {
     addModule(0, "FIRST");
-    EXPECT_EQ(ModuleHandle::waitForIdentification("100-100-7119-OTHER", 3, 10ms), nullptr);
+    EXPECT_EQ(ModuleHandle::findAgain(Module_Identity::Of(0x1bcf, 0x2cd1, "OTHER", ""), 3, 10ms), nullptr);
 }
 
 } // namespace

@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
-#include <thread>
 
+#include "Extension_Unit_Class/Camera_Status.h"
 #include "Extension_Unit_Class/Extension_Unit_Functions.h"
 #include "Extension_Unit_Class/Video_Node_Access.h"
-#include "camera/ModuleIdentification.h"
 
 namespace korvane::maintenance {
 
@@ -16,23 +15,13 @@ constexpr const char kVideoPrefix[] = "/dev/video";
 
 } // namespace
 
-ModuleHandle::ModuleHandle(_Device_Point_* device, const info_camera_os& information)
-    : m_device(device), m_information(information)
-{
-    m_information.device[sizeof m_information.device - 1] = '\0';
-}
-
-ModuleHandle::~ModuleHandle() { Camera_Device_Point_UnInit(&m_device); }
+ModuleHandle::ModuleHandle(std::unique_ptr<Module_Handle> module) : m_module(std::move(module)) {}
 
 std::vector<std::unique_ptr<ModuleHandle>> ModuleHandle::openAll()
 {
     std::vector<std::unique_ptr<ModuleHandle>> modules;
-    int count = 0;
-    if (Camera_Count(&count) != 0)
-        return modules;
-    for (int index = 0; index < count; ++index)
-        if (auto module = openIndex(index))
-            modules.push_back(std::move(module));
+    for (auto& module : Module_Handle::Open_All())
+        modules.push_back(std::unique_ptr<ModuleHandle>(new ModuleHandle(std::move(module))));
     return modules;
 }
 
@@ -53,21 +42,16 @@ std::unique_ptr<ModuleHandle> ModuleHandle::openByNode(int node, std::string& er
 
 std::vector<std::string> ModuleHandle::deniedNodes() { return Video_Node_Access::Denied_Nodes(); }
 
-std::unique_ptr<ModuleHandle> ModuleHandle::waitForIdentification(const std::string& identification, int rounds,
-                                                                  std::chrono::milliseconds pause)
+std::unique_ptr<ModuleHandle> ModuleHandle::findAgain(const Module_Identity& identity, int rounds,
+                                                      std::chrono::milliseconds pause)
 {
-    for (int round = 0; round < rounds; ++round) {
-        if (round > 0)
-            std::this_thread::sleep_for(pause);
-        Camera_UnInit();
-        for (auto& module : openAll())
-            if (module->identification() == identification)
-                return std::move(module);
-    }
-    return nullptr;
+    std::unique_ptr<Module_Handle> module;
+    if (Module_Handle::Find_Again(identity, rounds, pause, module) != Camera_Status::Success)
+        return nullptr;
+    return std::unique_ptr<ModuleHandle>(new ModuleHandle(std::move(module)));
 }
 
-std::string ModuleHandle::devicePath() const { return m_information.device; }
+std::string ModuleHandle::devicePath() const { return m_module->Device_Path(); }
 
 int ModuleHandle::deviceNode() const
 {
@@ -86,31 +70,13 @@ int ModuleHandle::deviceNode() const
 
 std::string ModuleHandle::model() const
 {
-    const char* name = m_device->p_device ? This_is(m_device->p_device) : nullptr;
+    _Device_Point_* device = m_module->Device();
+    const char* name = device->p_device ? This_is(device->p_device) : nullptr;
     return name ? name : "UNKNOW";
 }
 
-std::string ModuleHandle::identification() const { return moduleIdentification(m_device, m_information); }
+std::string ModuleHandle::identification() const { return m_module->Identification(); }
 
-std::string ModuleHandle::serialNumber() const
-{
-    info_camera_String strings{};
-    Camera_Get_Info_String_Api(m_device, &strings);
-    strings.iSerialNumber[sizeof strings.iSerialNumber - 1] = '\0';
-    return strings.iSerialNumber;
-}
-
-std::unique_ptr<ModuleHandle> ModuleHandle::openIndex(int index)
-{
-    _Device_Point_* device = Camera_Device_Point_Init(index);
-    if (!device)
-        return nullptr;
-    info_camera_os information{};
-    if (!device->p_device || Camera_Get_information_Api(device, &information) != 0) {
-        Camera_Device_Point_UnInit(&device);
-        return nullptr;
-    }
-    return std::unique_ptr<ModuleHandle>(new ModuleHandle(device, information));
-}
+std::string ModuleHandle::serialNumber() const { return m_module->Strings().iSerialNumber; }
 
 } // namespace korvane::maintenance

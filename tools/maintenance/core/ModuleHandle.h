@@ -6,13 +6,16 @@
 #include <string>
 #include <vector>
 
+#include "Extension_Unit_Class/Module_Handle.h"
+#include "Extension_Unit_Class/Module_Identity.h"
 #include "Extension_Unit_Class/camera_api.h"
 
 namespace korvane::maintenance {
 
-// One module reached through the control channel's flat API; its access
-// record is released with the handle. Handles borrow from the process's
-// camera list: making one with waitForIdentification() rebuilds that list,
+// One module reached through the control channel's flat API, as the tool
+// names and uses it; the control library's Module_Handle underneath keeps
+// the access record and the module's identity. Handles borrow from the
+// process's camera list: making one with findAgain() rebuilds that list,
 // so every handle made before must be gone by then.
 class ModuleHandle
 {
@@ -24,18 +27,18 @@ public:
     static std::unique_ptr<ModuleHandle> openByNode(int node, std::string& error);
     // The video nodes the last enumeration could not open for want of permission.
     static std::vector<std::string> deniedNodes();
-    // The module whose identification string is identification, building the
-    // camera list anew up to rounds times with pause between; null when it
-    // did not come.
-    static std::unique_ptr<ModuleHandle> waitForIdentification(const std::string& identification, int rounds,
-                                                               std::chrono::milliseconds pause);
+    // The module with that identity, building the camera list anew up to
+    // rounds times with pause between; null when it did not come.
+    static std::unique_ptr<ModuleHandle> findAgain(const Module_Identity& identity, int rounds,
+                                                   std::chrono::milliseconds pause);
 
-    ~ModuleHandle();
     ModuleHandle(const ModuleHandle&) = delete;
     ModuleHandle& operator=(const ModuleHandle&) = delete;
 
-    _Device_Point_* device() const { return m_device; }
-    const info_camera_os& information() const { return m_information; }
+    _Device_Point_* device() const { return m_module->Device(); }
+    const info_camera_os& information() const { return m_module->Information(); }
+    // What finds this module again after it re-enumerates.
+    const Module_Identity& identity() const { return m_module->Identity(); }
     // "/dev/videoN".
     std::string devicePath() const;
     // N of /dev/videoN, or -1.
@@ -47,12 +50,9 @@ public:
     std::string serialNumber() const;
 
 private:
-    ModuleHandle(_Device_Point_* device, const info_camera_os& information);
-    // A handle for list index, or null when the index has no readable module.
-    static std::unique_ptr<ModuleHandle> openIndex(int index);
+    explicit ModuleHandle(std::unique_ptr<Module_Handle> module);
 
-    _Device_Point_* m_device; // owned: freed with Camera_Device_Point_UnInit
-    info_camera_os m_information;
+    std::unique_ptr<Module_Handle> m_module;
 };
 
 } // namespace korvane::maintenance

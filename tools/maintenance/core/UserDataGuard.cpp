@@ -55,6 +55,7 @@ bool UserDataGuard::takeBackup(ModuleHandle& module, std::ostream& out)
     m_backup = std::move(backup);
     m_path = path;
     m_deviceNode = module.deviceNode();
+    m_identity = module.identity();
     out << "User data backed up to " << m_path << "\n";
     return true;
 }
@@ -68,7 +69,7 @@ bool UserDataGuard::restoreAfterDownload(std::chrono::milliseconds wait, std::os
     out << waitingLine(m_backup.identification, wait) << std::flush;
     // A restarted module leaves the bus a moment after the download ends.
     std::this_thread::sleep_for(kRound);
-    auto module = ModuleHandle::waitForIdentification(m_backup.identification, roundsWithin(wait), kRound);
+    auto module = ModuleHandle::findAgain(m_identity, roundsWithin(wait), kRound);
     if (!module) {
         reportFailure("the module " + printableText(m_backup.identification) + " did not come back within " +
                           std::to_string(std::chrono::duration_cast<std::chrono::seconds>(wait).count()) + " s",

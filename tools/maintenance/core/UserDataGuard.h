@@ -5,6 +5,7 @@
 #include <ostream>
 #include <string>
 
+#include "Extension_Unit_Class/Module_Identity.h"
 #include "UserDataBackup.h"
 
 namespace korvane::maintenance {
@@ -26,7 +27,7 @@ public:
     bool takeBackup(ModuleHandle& module, std::ostream& out);
 
     // Waits for the backed-up module to come back (found by its
-    // identification, in rounds of 1 s up to wait), writes the pieces back
+    // identity, in rounds of 1 s up to wait), writes the pieces back
     // and verifies them. Every ModuleHandle must be gone before the call: the
     // camera list is built anew.
     bool restoreAfterDownload(std::chrono::milliseconds wait, std::ostream& out);
@@ -47,6 +48,7 @@ private:
     UserDataBackup m_backup;
     std::string m_path; // empty until a backup was saved
     int m_deviceNode = 0;
+    Module_Identity m_identity; // of the backed-up module; matches none until a backup was taken
 };
 
 } // namespace korvane::maintenance
