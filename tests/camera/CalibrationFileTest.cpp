@@ -113,7 +113,7 @@ TEST_F(CalibrationFile, RectifiedSizeIsNotReadBack)
     ASSERT_TRUE(camera.saveCalibParams(saved));
     Probe loaded(kAbsentDevice);
     ASSERT_TRUE(loaded.loadCalibParams(saved));
-    EXPECT_EQ(loaded.RectifyFrameSize, cv::Size(0, 0));
+    EXPECT_EQ(loaded.getRectFrameSize(), cv::Size(0, 0));
 }
 
 TEST_F(CalibrationFile, MissingRightRotationFailsAndLeavesTheRestAsRead)

@@ -20,8 +20,7 @@ class Probe : public StereoCamera
 {
 public:
     using StereoCamera::StereoCamera;
-    using StereoCamera::Algorithm;
-    using StereoCamera::Depthmode;
+    using StereoCamera::Algorithm; // values the setter refuses, as a configuration file may hold
     using StereoCamera::DeviceNode;
     using StereoCamera::FrameSize;
     using StereoCamera::IpLastSegment;
@@ -30,14 +29,12 @@ public:
     using StereoCamera::LeftRotation;
     using StereoCamera::LeftXi;
     using StereoCamera::LogLevel;
-    using StereoCamera::RectifyFrameSize;
     using StereoCamera::RightDistortionCoefficients;
     using StereoCamera::RightIntrinsicMatrix;
     using StereoCamera::RightRotation;
     using StereoCamera::RightXi;
     using StereoCamera::Threshold;
     using StereoCamera::Translation;
-    using StereoCamera::hFov;
     using StereoCamera::m_capture;
     using StereoCamera::m_computeRunning;
     using StereoCamera::m_defaultFov;

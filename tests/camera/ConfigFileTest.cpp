@@ -49,19 +49,19 @@ TEST_F(ConfigFile, OnlyDeviceNodeLoadsWithDefaults)
     EXPECT_EQ(camera.getDeviceNode(), 1);
     EXPECT_EQ(camera.getLogLevel(), 1);
     EXPECT_EQ(camera.getRawFrameSize(), cv::Size(1856, 800));
-    EXPECT_EQ(camera.RectifyFrameSize, cv::Size(464, 0));
+    EXPECT_EQ(camera.getRectFrameSize(), cv::Size(464, 0));
     EXPECT_EQ(camera.getRawFrameRate(), 30.0f);
-    EXPECT_EQ(camera.hFov, 90.0);
+    EXPECT_EQ(camera.getFieldOfView(), 90.0);
     EXPECT_EQ(camera.Threshold, 120);
     EXPECT_EQ(camera.m_transmode, -1);
-    EXPECT_EQ(camera.Depthmode, 1);
+    EXPECT_EQ(camera.getDepthMode(), 1);
 }
 
 TEST_F(ConfigFile, AbsentRectifiedSizeTakesHalfTheObjectsOwnRectifiedHeight)
 {
     camera.setRectFrameSize(cv::Size(640, 480));
     ASSERT_TRUE(load({device(), yamlMatrix("FrameSize", 1, 2, {928, 400})}));
-    EXPECT_EQ(camera.RectifyFrameSize, cv::Size(232, 240));
+    EXPECT_EQ(camera.getRectFrameSize(), cv::Size(232, 240));
 }
 
 TEST_F(ConfigFile, EveryKeyIsLoaded)
@@ -84,33 +84,33 @@ TEST_F(ConfigFile, EveryKeyIsLoaded)
     EXPECT_EQ(camera.getLogLevel(), 2);
     EXPECT_EQ(camera.getDeviceNode(), 4);
     EXPECT_EQ(camera.getRawFrameSize(), cv::Size(928, 400));
-    EXPECT_EQ(camera.RectifyFrameSize, cv::Size(640, 480));
+    EXPECT_EQ(camera.getRectFrameSize(), cv::Size(640, 480));
     EXPECT_EQ(camera.getRawFrameRate(), 25.0f);
     EXPECT_EQ(camera.Threshold, 80);
-    EXPECT_EQ(camera.Algorithm, 1);
+    EXPECT_EQ(camera.getMatchingAlgorithm(), 1);
     EXPECT_EQ(camera.IpLastSegment, 42);
-    EXPECT_EQ(camera.hFov, 100.5);
+    EXPECT_EQ(camera.getFieldOfView(), 100.5);
     EXPECT_EQ(camera.m_transrate, 12.5);
     EXPECT_EQ(camera.m_transmode, 3);
-    EXPECT_EQ(camera.Depthmode, 2);
+    EXPECT_EQ(camera.getDepthMode(), 2);
 }
 
 TEST_F(ConfigFile, FieldOfViewOutsideSixtyToHundredFortyFallsBackToNinety)
 {
     ASSERT_TRUE(load({device(), yamlMatrix("hFov", 1, 1, {150})}));
-    EXPECT_EQ(camera.hFov, 90.0);
+    EXPECT_EQ(camera.getFieldOfView(), 90.0);
     EXPECT_EQ(err, "fov=150 must be set to 60 ~ 140（Angle） (default 90)\n");
     ASSERT_TRUE(load({device(), yamlMatrix("hFov", 1, 1, {59.5})}));
-    EXPECT_EQ(camera.hFov, 90.0);
+    EXPECT_EQ(camera.getFieldOfView(), 90.0);
     EXPECT_EQ(err, "fov=59.5 must be set to 60 ~ 140（Angle） (default 90)\n");
 }
 
 TEST_F(ConfigFile, FieldOfViewBoundsAreAccepted)
 {
     ASSERT_TRUE(load({device(), yamlMatrix("hFov", 1, 1, {60})}));
-    EXPECT_EQ(camera.hFov, 60.0);
+    EXPECT_EQ(camera.getFieldOfView(), 60.0);
     ASSERT_TRUE(load({device(), yamlMatrix("hFov", 1, 1, {140})}));
-    EXPECT_EQ(camera.hFov, 140.0);
+    EXPECT_EQ(camera.getFieldOfView(), 140.0);
     EXPECT_EQ(err, "");
 }
 
@@ -137,9 +137,9 @@ TEST_F(ConfigFile, TransmissionModeOutsideMinusOneToFourBecomesMinusOne)
 
 TEST_F(ConfigFile, DepthModeOtherThanOneOrTwoBecomesOneWithTheTransmodeMessage)
 {
-    camera.Depthmode = 2;
+    EXPECT_TRUE(camera.setDepthMode(2));
     ASSERT_TRUE(load({device(), yamlMatrix("Depthmode", 1, 1, {0})}));
-    EXPECT_EQ(camera.Depthmode, 1);
+    EXPECT_EQ(camera.getDepthMode(), 1);
     EXPECT_EQ(err, "m_transmode must be set to 1 or 2 (default 1) \n");
 }
 
@@ -174,7 +174,7 @@ TEST_F(ConfigFile, MissingDeviceNodeFailsAfterTheFirstThreeSettings)
     EXPECT_EQ(err, "Invalid deviceNode!\n");
     EXPECT_EQ(camera.getLogLevel(), 2);
     EXPECT_EQ(camera.Threshold, 10);
-    EXPECT_EQ(camera.Algorithm, 1);
+    EXPECT_EQ(camera.getMatchingAlgorithm(), 1);
     EXPECT_EQ(camera.getRawFrameSize(), cv::Size(0, 0));
     EXPECT_EQ(camera.IpLastSegment, 15);
     EXPECT_EQ(camera.getDeviceNode(), kAbsentDevice);
@@ -207,31 +207,31 @@ TEST_F(ConfigFile, RoundTripReturnsTheSavedSettingsAndTheSerialNumberAsFrameRate
     camera.setRectFrameSize(cv::Size(320, 240));
     camera.setSerialNumber(17);
     camera.Threshold = 60;
-    camera.Algorithm = 1;
+    EXPECT_TRUE(camera.setMatchingAlgorithm(1));
     camera.IpLastSegment = 200;
-    camera.hFov = 120.0;
+    EXPECT_TRUE(camera.setFieldOfView(120.0));
     camera.m_transmode = 2;
-    camera.Depthmode = 2;
+    EXPECT_TRUE(camera.setDepthMode(2));
     const std::string file = dir.file("roundtrip.yml");
     ASSERT_TRUE(camera.saveConfig(file));
 
     Probe loaded(kAbsentDevice);
     loaded.m_transmode = 1;
-    loaded.Depthmode = 2;
+    EXPECT_TRUE(loaded.setDepthMode(2));
     std::string errors = stderrOf([&] { ASSERT_TRUE(loaded.loadConfig(file)); });
     EXPECT_EQ(errors, "");
     EXPECT_EQ(loaded.getLogLevel(), 2);
     EXPECT_EQ(loaded.getDeviceNode(), kAbsentDevice);
     EXPECT_EQ(loaded.getRawFrameSize(), cv::Size(928, 400));
-    EXPECT_EQ(loaded.RectifyFrameSize, cv::Size(320, 240));
+    EXPECT_EQ(loaded.getRectFrameSize(), cv::Size(320, 240));
     EXPECT_EQ(loaded.getRawFrameRate(), 17.0f);
     EXPECT_EQ(loaded.Threshold, 60);
-    EXPECT_EQ(loaded.Algorithm, 1);
+    EXPECT_EQ(loaded.getMatchingAlgorithm(), 1);
     EXPECT_EQ(loaded.IpLastSegment, 200);
     // Not saved: hFov falls back to its default, the others stay as they were.
-    EXPECT_EQ(loaded.hFov, 90.0);
+    EXPECT_EQ(loaded.getFieldOfView(), 90.0);
     EXPECT_EQ(loaded.m_transmode, 1);
-    EXPECT_EQ(loaded.Depthmode, 2);
+    EXPECT_EQ(loaded.getDepthMode(), 2);
 }
 
 TEST_F(ConfigFile, SavingIntoAMissingDirectoryFails)
@@ -331,7 +331,7 @@ TEST_F(ConfigFile, HugeOrNonFiniteValuesFail)
                            "   dt: d\n   data: [ 1. ]\nhFov: !!opencv-matrix\n   rows: 1\n"
                            "   cols: 1\n   dt: d\n   data: [ .Nan ]\n"));
     EXPECT_NE(err.find("key hFov"), std::string::npos);
-    EXPECT_EQ(camera.hFov, 90.0);
+    EXPECT_EQ(camera.getFieldOfView(), 90.0);
 }
 
 TEST_F(ConfigFile, UnreadableFileFails)

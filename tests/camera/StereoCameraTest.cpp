@@ -35,11 +35,11 @@ TEST(StereoCamera, FreshObjectHasTheDocumentedDefaults)
     EXPECT_EQ(camera.Threshold, 120);
     EXPECT_EQ(camera.IpLastSegment, 15);
     EXPECT_EQ(camera.m_transmode, -1);
-    EXPECT_EQ(camera.hFov, 90.0);
-    EXPECT_EQ(camera.Depthmode, 1);
+    EXPECT_EQ(camera.getFieldOfView(), 90.0);
+    EXPECT_EQ(camera.getDepthMode(), 1);
     EXPECT_EQ(camera.getLogLevel(), 1);
     EXPECT_EQ(camera.m_fisheyeRadius, 0);
-    EXPECT_EQ(camera.Algorithm, 0);
+    EXPECT_EQ(camera.getMatchingAlgorithm(), 0);
     EXPECT_EQ(camera.getDeviceNode(), kAbsentDevice);
     EXPECT_EQ(camera.getPosNumber(), 0);
     EXPECT_EQ(camera.getSerialNumber(), 0);
@@ -53,7 +53,7 @@ TEST(StereoCamera, FreshObjectHasTheDocumentedDefaults)
     EXPECT_EQ(camera.m_lonLatDivisor, 222.0);
     EXPECT_EQ(camera.m_panoramicAngle, 180.0);
     EXPECT_EQ(camera.getRawFrameSize(), cv::Size(0, 0));
-    EXPECT_EQ(camera.RectifyFrameSize, cv::Size(0, 0));
+    EXPECT_EQ(camera.getRectFrameSize(), cv::Size(0, 0));
     EXPECT_EQ(camera.m_logName, "StereoCamera");
     ASSERT_NE(camera.m_log, nullptr);
     EXPECT_EQ(camera.m_log->tag(), "[StereoCamera]");
@@ -143,9 +143,9 @@ TEST(StereoCamera, RectFrameSizeIsStoredUncheckedAndReportsZeroWidth)
 {
     Probe camera(kAbsentDevice);
     EXPECT_FALSE(camera.setRectFrameSize(cv::Size(0, 200)));
-    EXPECT_EQ(camera.RectifyFrameSize, cv::Size(0, 200));
+    EXPECT_EQ(camera.getRectFrameSize(), cv::Size(0, 200));
     EXPECT_TRUE(camera.setRectFrameSize(cv::Size(7, 0)));
-    EXPECT_EQ(camera.RectifyFrameSize, cv::Size(7, 0));
+    EXPECT_EQ(camera.getRectFrameSize(), cv::Size(7, 0));
 }
 
 TEST(StereoCamera, PositionAndSerialNumbersAreStored)
@@ -305,19 +305,18 @@ TEST(StereoCameraSettings, SettersTakeTheValuesAConfigurationWouldAndRefuseOther
 {
     Probe camera(kAbsentDevice);
     EXPECT_TRUE(camera.setMatchingAlgorithm(StereoCamera::kBlockMatching));
-    EXPECT_EQ(camera.Algorithm, 1);
     EXPECT_EQ(camera.getMatchingAlgorithm(), 1);
     EXPECT_FALSE(camera.setMatchingAlgorithm(2));
     EXPECT_EQ(camera.getMatchingAlgorithm(), 1);
 
     EXPECT_TRUE(camera.setDepthMode(StereoCamera::kPerspectiveView));
-    EXPECT_EQ(camera.Depthmode, 2);
+    EXPECT_EQ(camera.getDepthMode(), 2);
     EXPECT_FALSE(camera.setDepthMode(0));
     EXPECT_FALSE(camera.setDepthMode(3));
     EXPECT_EQ(camera.getDepthMode(), 2);
 
     EXPECT_TRUE(camera.setFieldOfView(120.0));
-    EXPECT_EQ(camera.hFov, 120.0);
+    EXPECT_EQ(camera.getFieldOfView(), 120.0);
     for (double refused : {59.9, 140.1, std::nan("")})
         EXPECT_FALSE(camera.setFieldOfView(refused)) << refused;
     EXPECT_EQ(camera.getFieldOfView(), 120.0);

@@ -75,8 +75,8 @@ ScriptedSource& useScriptedSource(CaptureProbe& camera, cv::Size raw, int throwA
 void calibrate(CaptureProbe& camera, const TempDir& dir)
 {
     ASSERT_TRUE(camera.loadCalibParams(dir.write("calibration.yml", sampleCalibrationYaml())));
-    camera.RectifyFrameSize = cv::Size(160, 120);
-    camera.Depthmode = 2;
+    camera.setRectFrameSize(cv::Size(160, 120));
+    EXPECT_TRUE(camera.setDepthMode(2));
 }
 
 std::size_t countOf(const std::string& text, const std::string& part)
@@ -176,8 +176,8 @@ TEST(WorkerFailure, AnExceptionInADisparityLaneStopsTheWorkerNotTheProcess)
                 // No calibration: the rectification maps were never built.
                 CaptureProbe camera(kAbsentDevice);
                 useScriptedSource(camera, cv::Size(928, 400));
-                camera.RectifyFrameSize = cv::Size(160, 120);
-                camera.Depthmode = 2;
+                camera.setRectFrameSize(cv::Size(160, 120));
+                EXPECT_TRUE(camera.setDepthMode(2));
                 camera.setPairsInFlight(pairs);
                 camera.startCapture(false, false);
                 camera.startStereoCompute();

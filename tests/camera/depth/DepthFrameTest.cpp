@@ -44,7 +44,7 @@ TEST(DepthColour, SegmentHelpersFollowTheirFormulas)
 TEST(MetricDepth, PerspectiveDepthIsFocalTimesBaselineOverDisparity)
 {
     DepthProbe camera;
-    camera.Depthmode = 2;
+    EXPECT_TRUE(camera.setDepthMode(2));
     camera.setGeometry(320, 50, cv::Size(4, 1));
     cv::Mat disparity = (cv::Mat_<float>(1, 4) << 32, 8, 0.05f, -1);
     cv::Mat depth;
@@ -59,7 +59,7 @@ TEST(MetricDepth, PerspectiveDepthIsFocalTimesBaselineOverDisparity)
 TEST(MetricDepth, LongitudeLatitudeDepthFollowsTheAngleFormula)
 {
     DepthProbe camera;
-    camera.Depthmode = 1;
+    EXPECT_TRUE(camera.setDepthMode(1));
     camera.setGeometry(320, 50, cv::Size(640, 1));
     cv::Mat disparity(1, 640, CV_32F, cv::Scalar(40));
     cv::Mat depth;
@@ -110,7 +110,7 @@ cv::Mat displayOf(DepthProbe& camera, const cv::Mat& disparity, bool colour)
 TEST(DisplayDepth, ColoursEachDepthWithinItsRangeAndFlips)
 {
     DepthProbe camera;
-    camera.Depthmode = 2;
+    EXPECT_TRUE(camera.setDepthMode(2));
     camera.setGeometry(320, 50, cv::Size(3, 2));
     // 0.5 m, 0.8 m, 2.0 m (beyond the limit); negative and tiny disparities show nothing.
     cv::Mat disparity = (cv::Mat_<float>(2, 3) << 32, 20, 8, -1, 0.01f, 0);
@@ -128,7 +128,7 @@ TEST(DisplayDepth, ColoursEachDepthWithinItsRangeAndFlips)
 TEST(DisplayDepth, ColourFlagFalseGivesTheSameColourImage)
 {
     DepthProbe camera;
-    camera.Depthmode = 2;
+    EXPECT_TRUE(camera.setDepthMode(2));
     camera.setGeometry(320, 50, cv::Size(3, 2));
     cv::Mat disparity = (cv::Mat_<float>(2, 3) << 32, 20, 25, 30, 31, 18);
     const cv::Mat colour = displayOf(camera, disparity, true);
@@ -140,7 +140,7 @@ TEST(DisplayDepth, ColourFlagFalseGivesTheSameColourImage)
 TEST(DisplayDepth, NothingAboveTheMinimumDepthValueLeavesEveryPixelBlack)
 {
     DepthProbe camera;
-    camera.Depthmode = 2;
+    EXPECT_TRUE(camera.setDepthMode(2));
     camera.setGeometry(320, 50, cv::Size(4, 4));
     const cv::Mat depth = displayOf(camera, cv::Mat(4, 4, CV_32F, cv::Scalar(0.05f)), true);
     EXPECT_EQ(cv::countNonZero(depth.reshape(1)), 0);
@@ -149,7 +149,7 @@ TEST(DisplayDepth, NothingAboveTheMinimumDepthValueLeavesEveryPixelBlack)
 TEST(DisplayDepth, ZeroTranslationGivesABlackImage)
 {
     DepthProbe camera;
-    camera.Depthmode = 2;
+    EXPECT_TRUE(camera.setDepthMode(2));
     camera.setGeometry(320, 0, cv::Size(4, 4));
     const cv::Mat depth = displayOf(camera, cv::Mat(4, 4, CV_32F, cv::Scalar(32)), true);
     EXPECT_EQ(cv::countNonZero(depth.reshape(1)), 0);

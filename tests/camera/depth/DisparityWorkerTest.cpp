@@ -76,7 +76,7 @@ class DisparityWorker : public ::testing::TestWithParam<int>
 TEST_P(DisparityWorker, PublishesTheDisparityInPixelsOfTheRectifiedSize)
 {
     ShiftedPairCamera camera;
-    camera.Algorithm = GetParam();
+    EXPECT_TRUE(camera.setMatchingAlgorithm(GetParam()));
     ASSERT_TRUE(camera.startStereoCompute());
     cv::Mat disparity, centre;
     microseconds first{0}, second{0};

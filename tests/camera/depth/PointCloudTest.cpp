@@ -20,7 +20,7 @@ class Cloud : public ::testing::Test
 protected:
     void SetUp() override
     {
-        camera.Depthmode = 2;
+        EXPECT_TRUE(camera.setDepthMode(2));
         camera.Threshold = 1000;
         camera.setGeometry(320, 50, cv::Size(8, 8));
         image = cv::Mat(8, 8, CV_8UC3);
@@ -124,7 +124,7 @@ TEST_F(Cloud, CallingTwiceWithoutClearingDoublesTheContent)
 
 TEST_F(Cloud, LongitudeLatitudeWithThresholdZeroGivesAtMostOnePoint)
 {
-    camera.Depthmode = 1;
+    EXPECT_TRUE(camera.setDepthMode(1));
     camera.Threshold = 0;
     EXPECT_LE(cloudOf<PCL>(cv::Mat(8, 8, CV_32F, cv::Scalar(32))).size(), 1u);
     EXPECT_LE(cloudOf<cv::Vec3f>(cv::Mat(8, 8, CV_32F, cv::Scalar(32))).size(), 1u);

@@ -44,9 +44,9 @@ protected:
         ASSERT_TRUE(cv::imwrite(dir.file("frame_0.png"), *frame));
         ASSERT_TRUE(camera.setCalibParams(module->rig().calibParams(false), false));
         ASSERT_TRUE(camera.setCalibParams(module->rig().calibParams(true), true));
-        camera.Algorithm = algorithm;
-        camera.Depthmode = 2;
-        camera.hFov = kFov;
+        camera.Algorithm = algorithm; // 2 too, which names no matcher
+        EXPECT_TRUE(camera.setDepthMode(2));
+        EXPECT_TRUE(camera.setFieldOfView(kFov));
         ASSERT_TRUE(camera.setRawFrameSize(kRaw));
         camera.setRectFrameSize(kRect);
         ASSERT_TRUE(camera.openVideo(dir.file("frame_%d.png")));
@@ -162,7 +162,7 @@ TEST(SyntheticPlane, PointCloudOfAWallFitsItsPlaneWithinOneCentimetre)
     Probe camera(kAbsentDevice);
     ASSERT_TRUE(camera.setCalibParams(module.rig().calibParams(false), false));
     ASSERT_TRUE(camera.setCalibParams(module.rig().calibParams(true), true));
-    camera.Depthmode = 2;
+    EXPECT_TRUE(camera.setDepthMode(2));
     ASSERT_TRUE(camera.setRawFrameSize(kRaw));
     camera.setRectFrameSize(kRect);
     ASSERT_TRUE(camera.openVideo(dir.file("frame_%d.png")));

@@ -264,7 +264,7 @@ TEST_P(PairsInFlightWorker, PublishesInRawOrderWhatOneMatcherGives)
     const int algorithm = std::get<1>(GetParam());
     constexpr int kLast = 24;
     SequenceCamera camera(true, 2);
-    camera.Algorithm = algorithm;
+    EXPECT_TRUE(camera.setMatchingAlgorithm(algorithm));
     ASSERT_TRUE(camera.setPairsInFlight(pairs));
     camera.m_gate = kLast + 1;
 
@@ -304,7 +304,7 @@ TEST_P(PairsInFlightWorker, StopDuringMatchingEndsTheRoundsUnderWayAndStartsNoOt
 {
     const int pairs = std::get<0>(GetParam());
     SequenceCamera camera(false, 0);
-    camera.Algorithm = std::get<1>(GetParam());
+    EXPECT_TRUE(camera.setMatchingAlgorithm(std::get<1>(GetParam())));
     ASSERT_TRUE(camera.setPairsInFlight(pairs));
     // A lane that comes back for another pair before the stop waits at the gate.
     camera.m_gate = pairs + 1;
@@ -325,7 +325,7 @@ TEST_P(PairsInFlightWorker, StartStopAndRestartLeaveNoThreadBehind)
 {
     const int pairs = std::get<0>(GetParam());
     SequenceCamera camera(false, 1);
-    camera.Algorithm = std::get<1>(GetParam());
+    EXPECT_TRUE(camera.setMatchingAlgorithm(std::get<1>(GetParam())));
     ASSERT_TRUE(camera.setPairsInFlight(pairs));
     cv::Mat disparity, centre;
     microseconds stamp{0}, previous{0};

@@ -92,7 +92,7 @@ protected:
 
 TEST_F(RectifiedFrames, PreparationBuildsPAndTheFourMapPairs)
 {
-    camera.hFov = 100.0;
+    EXPECT_TRUE(camera.setFieldOfView(100.0));
     camera.prepareRectification(halfScale());
     const cv::Mat P = korvane::perspectiveCameraMatrix(kRectSize, 100.0);
     ASSERT_FALSE(camera.m_rectifyCameraMatrix.empty());
@@ -123,7 +123,7 @@ TEST_F(RectifiedFrames, PreparationBuildsPAndTheFourMapPairs)
 TEST_F(RectifiedFrames, PerspectiveMatrixOf90DegreesAt640IsF320)
 {
     camera.setRectFrameSize({640, 480});
-    camera.hFov = 90.0;
+    EXPECT_TRUE(camera.setFieldOfView(90.0));
     camera.prepareRectification(1.0f);
     ASSERT_FALSE(camera.m_rectifyCameraMatrix.empty());
     EXPECT_DOUBLE_EQ(camera.m_rectifyCameraMatrix.at<double>(0, 0), 320.0);
@@ -172,7 +172,7 @@ TEST_F(RectifiedFrames, EmptyRectifiedSizeBuildsNoMapsAndEveryRemapFails)
         cv::Mat left, right, centre;
         EXPECT_THROW(camera.getRectStereoFrame(left, right, centre), cv::Exception);
         EXPECT_THROW(camera.getRectStereoFrame(left, right), cv::Exception);
-        camera.Depthmode = 2;
+        EXPECT_TRUE(camera.setDepthMode(2));
         EXPECT_THROW(camera.getRectStereoFrame(left, right, centre), cv::Exception);
     }
 }
@@ -201,7 +201,7 @@ TEST_F(RectifiedFrames, WithoutLeftIntrinsicsTheMapsAreBuiltAndTheLeftViewIsBlac
     EXPECT_EQ(cv::countNonZero(camera.m_perspectiveMaps[0][0] != -1.0f), 0);
     EXPECT_GT(cv::countNonZero(camera.m_perspectiveMaps[1][0] > 0.0f), 0);
 
-    camera.Depthmode = 2;
+    EXPECT_TRUE(camera.setDepthMode(2));
     camera.feed(rawLeft, rawRight, std::chrono::microseconds(5));
     cv::Mat left, right, centre;
     ASSERT_TRUE(camera.getRectStereoFrame(left, right, centre));
@@ -213,7 +213,7 @@ TEST_F(RectifiedFrames, WithoutLeftIntrinsicsTheMapsAreBuiltAndTheLeftViewIsBlac
 TEST_F(RectifiedFrames, DepthMode1GivesLonLatViewsAndAPerspectiveCentre)
 {
     camera.prepareRectification(halfScale());
-    camera.Depthmode = 1;
+    EXPECT_TRUE(camera.setDepthMode(1));
     camera.feed(rawLeft, rawRight, std::chrono::microseconds(1234));
     cv::Mat left, right, centre;
     std::chrono::microseconds stamp{0};
@@ -229,7 +229,7 @@ TEST_F(RectifiedFrames, DepthMode1GivesLonLatViewsAndAPerspectiveCentre)
 TEST_F(RectifiedFrames, DepthMode2GivesPerspectiveViews)
 {
     camera.prepareRectification(halfScale());
-    camera.Depthmode = 2;
+    EXPECT_TRUE(camera.setDepthMode(2));
     camera.feed(rawLeft, rawRight, std::chrono::microseconds(7));
     cv::Mat left, right, centre;
     ASSERT_TRUE(camera.getRectStereoFrame(left, right, centre));
@@ -242,7 +242,7 @@ TEST_F(RectifiedFrames, DepthMode2GivesPerspectiveViews)
 TEST_F(RectifiedFrames, OtherDepthModesLeaveLeftAndRightUntouched)
 {
     camera.prepareRectification(halfScale());
-    camera.Depthmode = 3;
+    camera.Depthmode = 3; // a value only a configuration file can hold
     camera.feed(rawLeft, rawRight, std::chrono::microseconds(7));
     cv::Mat left(5, 5, CV_8UC3, cv::Scalar(1, 2, 3));
     cv::Mat right(6, 6, CV_8UC3, cv::Scalar(4, 5, 6));
@@ -258,7 +258,7 @@ TEST_F(RectifiedFrames, OtherDepthModesLeaveLeftAndRightUntouched)
 TEST_F(RectifiedFrames, TwoImageFormIsPerspectiveWhateverTheDepthMode)
 {
     camera.prepareRectification(halfScale());
-    camera.Depthmode = 1;
+    EXPECT_TRUE(camera.setDepthMode(1));
     camera.feed(rawLeft, rawRight, std::chrono::microseconds(7));
     cv::Mat left, right;
     ASSERT_TRUE(camera.getRectStereoFrame(left, right));
@@ -287,7 +287,7 @@ TEST_F(RectifiedFrames, AFailedFetchLeavesTheImagesAsTheyWere)
 TEST_F(RectifiedFrames, PixelsMappedOutsideTheFisheyeImageAreBlack)
 {
     camera.prepareRectification(halfScale());
-    camera.Depthmode = 1;
+    EXPECT_TRUE(camera.setDepthMode(1));
     const cv::Mat small(40, 50, CV_8UC3, cv::Scalar::all(255));
     camera.feed(small, small, std::chrono::microseconds(7));
     cv::Mat left, right, centre;

@@ -92,8 +92,8 @@ RectifiedPair rectifiedThroughTheKit(const SyntheticStereoModule& module, int fr
     camera.calibrate(module.rig().calibParams(false), module.rig().calibParams(true));
     camera.FrameSize = module.rawSize();
     camera.setRectFrameSize(kRectSize);
-    camera.hFov = kHFov;
-    camera.Depthmode = 2;
+    EXPECT_TRUE(camera.setFieldOfView(kHFov));
+    EXPECT_TRUE(camera.setDepthMode(2));
     camera.prepareRectification(camera.FrameSize.width / 1856.0f);
 
     const cv::Mat frame = module.renderFrame(frameIndex);
@@ -389,9 +389,9 @@ TEST(SyntheticModule, SetWriterWritesAPlayableLosslessSequenceAndItsFiles)
     RectifyProbe camera;
     ASSERT_TRUE(camera.loadConfig(dir.file("set/config.yml")));
     EXPECT_EQ(camera.FrameSize, kHalfRaw);
-    EXPECT_EQ(camera.RectifyFrameSize, kRectSize);
-    EXPECT_EQ(camera.hFov, kHFov);
-    EXPECT_EQ(camera.Depthmode, 2);
+    EXPECT_EQ(camera.getRectFrameSize(), kRectSize);
+    EXPECT_EQ(camera.getFieldOfView(), kHFov);
+    EXPECT_EQ(camera.getDepthMode(), 2);
     EXPECT_EQ(camera.getRawFrameRate(), 30.0f);
     EXPECT_TRUE(camera.loadCalibParams(dir.file("set/calibration.yml")));
     EXPECT_TRUE(std::filesystem::exists(dir.file("set/manifest.yml")));
