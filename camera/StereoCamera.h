@@ -18,7 +18,9 @@
 #include "CalibrationFormat.h"
 #include "DisparityMatcher.h"
 #include "FisheyeRectify.h"
+#include "StereoRectifier.h"
 #include "GuardedMutex.h"
+#include "StreamSink.h"
 #include "SystemLog.h"
 
 
@@ -154,8 +156,8 @@ public:
     // The matcher is made at startStereoCompute, the views at startCapture.
     static constexpr int kSemiGlobalMatching = korvane::DisparityMatcher::kSemiGlobal;
     static constexpr int kBlockMatching = korvane::DisparityMatcher::kBlock;
-    static constexpr int kLonLatView = 1;
-    static constexpr int kPerspectiveView = 2;
+    static constexpr int kLonLatView = korvane::StereoRectifier::kLonLat;
+    static constexpr int kPerspectiveView = korvane::StereoRectifier::kPerspective;
     static constexpr double kMinFieldOfView = 60.0;  // degrees
     static constexpr double kMaxFieldOfView = 140.0; // degrees
     bool setMatchingAlgorithm(int algorithm);
@@ -191,7 +193,7 @@ protected:
     double m_lonLatDivisor = 222.0;   // divisor of the longitude-latitude view angle
     double m_panoramicAngle = 180.0;  // longitude-latitude view angle, degrees
     int Depthmode = 1;                // 1 longitude-latitude, 2 perspective
-    cv::VideoWriter m_videoWriter KORVANE_GUARDED_BY(m_writerMutex);
+    korvane::stream::StreamSink m_streamSink; // the network stream writer
     cv::Size FrameSize KORVANE_GUARDED_BY(m_settingsMutex); // raw side-by-side frame size
     cv::Size RectifyFrameSize;        // size of each rectified image
     TimeFrame m_rawFrame KORVANE_GUARDED_BY(m_frameMutex);           // newest raw pair
@@ -208,20 +210,15 @@ protected:
     cv::Mat RightDistortionCoefficients;
     cv::Mat Translation;
     cv::Mat m_rectifyCameraMatrix;
-    // Rectification maps, [eye: 0 left, 1 right][0 x map, 1 y map].
-    cv::Mat m_perspectiveMaps[2][2];
-    cv::Mat m_lonLatMaps[2][2];
-    // Fixed-point forms of the map pairs above, [eye], for the per-frame
-    // remaps: the same output for less work.
-    FixedPointMaps m_perspectiveFixed[2];
-    FixedPointMaps m_lonLatFixed[2];
+    // The rectification maps of both views and eyes, and the remaps.
+    korvane::StereoRectifier m_rectifier;
 
     std::unique_ptr<SystemLog> m_log;
     std::string m_logName = "StereoCamera";
-    // Lock order: m_fetchMutex, then m_frameMutex, then m_writerMutex.
+    // Lock order: m_fetchMutex, then m_frameMutex, then the stream sink's.
     // m_computeMutex and m_settingsMutex are leaves: nothing else is taken
     // while either is held.
-    korvane::GuardedMutex m_frameMutex KORVANE_ACQUIRED_BEFORE(m_writerMutex); // guards m_rawFrame and its counters
+    korvane::GuardedMutex m_frameMutex; // guards m_rawFrame and its counters
     korvane::GuardedMutex m_computeMutex; // guards m_disparityFrame, its counter and the publishing turn
     std::condition_variable m_frameCondition;   // a new raw pair was stored
     std::condition_variable m_computeCondition; // a new disparity was stored
@@ -231,7 +228,6 @@ protected:
 
     std::uint64_t m_rawFrameCount KORVANE_GUARDED_BY(m_frameMutex) = 0; // publications of m_rawFrame
     bool m_captureRunning KORVANE_GUARDED_BY(m_frameMutex) = false;      // worker loop alive
-    korvane::GuardedMutex m_writerMutex;           // guards m_videoWriter
     mutable korvane::GuardedMutex m_settingsMutex; // guards FrameSize and m_receiverNetwork
     std::string m_receiverNetwork KORVANE_GUARDED_BY(m_settingsMutex) = "192.168.1.";
     std::uint64_t m_disparityCount KORVANE_GUARDED_BY(m_computeMutex) = 0; // publications of m_disparityFrame
@@ -244,9 +240,6 @@ protected:
     // width / 1856) and builds the rectification maps when the rectified
     // size and the calibration are there.
     void prepareRectification(float scale);
-
-    // Writes one frame to the network stream writer.
-    void transmitFrame(const cv::Mat& frame);
 
     // Publishes a raw pair as the newest, as the capture worker does with
     // each frame: time stamp, frame period, one notification of all waiters.
@@ -306,9 +299,6 @@ private:
     // The newest raw pair, rectified, when takesNewestRawPair allows it.
     bool takeNewestRawPair(cv::Mat& left, cv::Mat& right, cv::Mat& centre, std::chrono::microseconds& stamp)
         KORVANE_REQUIRES(m_fetchMutex);
-    // Remaps a raw pair as getRectStereoFrame does after its fetch.
-    void rectifyRawPair(const cv::Mat& rawLeft, const cv::Mat& rawRight, cv::Mat& left, cv::Mat& right,
-                        cv::Mat& centre);
     void loadPairsInFlight(const cv::FileNode& node);
     static int defaultPairsInFlight();
     // Waits for the disparity publication after the current one; false when

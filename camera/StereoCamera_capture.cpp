@@ -260,17 +260,8 @@ void StereoCamera::openStreamWriter()
         korvane::stream::frameSizeForMode(m_transmode, rawFrameSize(), RectifyFrameSize);
     if (size.empty())
         return;
-    cv::VideoWriter writer(pipeline, 0, m_transrate, size, true);
-    korvane::GuardedMutex::Lock lock(m_writerMutex);
-    m_videoWriter = writer;
-}
-
-void StereoCamera::transmitFrame(const cv::Mat& frame)
-{
-    korvane::GuardedMutex::Lock lock(m_writerMutex);
-    // A writer that failed to open ignores the frame.
-    if (m_videoWriter.isOpened())
-        m_videoWriter.write(frame);
+    // A writer that failed to open drops the frames.
+    m_streamSink.open(pipeline, cv::CAP_ANY, m_transrate, size);
 }
 
 // Clears the opened flag, which doubles as the capture worker's run flag, so
@@ -307,13 +298,10 @@ bool StereoCamera::getRawFrame(cv::Mat& frame, std::chrono::microseconds& timeSt
             return false;
         left = m_rawFrame.left.clone();
         right = m_rawFrame.right.clone();
-        if (m_transmit && m_transmode == korvane::stream::kRawRight) {
-            transmitFrame(right);
-        } else if (m_transmit && m_transmode == korvane::stream::kRawPair) {
-            cv::Mat joined;
-            cv::hconcat(left, right, joined);
-            transmitFrame(joined);
-        }
+        if (m_transmit && m_transmode == korvane::stream::kRawRight)
+            m_streamSink.send(right);
+        else if (m_transmit && m_transmode == korvane::stream::kRawPair)
+            m_streamSink.sendSideBySide(left, right);
         timeStamp = m_rawFrame.timeStamp;
     }
     cv::hconcat(left, right, frame);

@@ -168,10 +168,7 @@ bool StereoCamera::getDepthFrame(cv::Mat& depth, bool colour, std::chrono::micro
     cv::flip(depth, depth, -1);
 
     if (m_transmit && m_transmode == korvane::stream::kCentreAndDepth && Depthmode == kPerspectiveView &&
-        !centre.empty() && centre.rows == depth.rows) {
-        cv::Mat joined;
-        cv::hconcat(centre, depth, joined);
-        transmitFrame(joined);
-    }
+        !centre.empty() && centre.rows == depth.rows)
+        m_streamSink.sendSideBySide(centre, depth);
     return !depth.empty();
 }

@@ -127,7 +127,7 @@ bool StereoCamera::takeNewestRawPair(cv::Mat& left, cv::Mat& right, cv::Mat& cen
         rawRight = m_rawFrame.right;
         stamp = m_rawFrame.timeStamp;
     }
-    rectifyRawPair(rawLeft, rawRight, left, right, centre);
+    m_rectifier.rectifyPair(rawLeft, rawRight, Depthmode, left, right, centre);
     return !left.empty() && !right.empty() && !centre.empty();
 }
 

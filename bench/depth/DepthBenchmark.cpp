@@ -92,7 +92,11 @@ class BenchCamera : public SyntheticCamera
 public:
     using SyntheticCamera::SyntheticCamera;
 
-    const cv::Mat* maps(bool lonLat, int eye) const { return lonLat ? m_lonLatMaps[eye] : m_perspectiveMaps[eye]; }
+    const cv::Mat* maps(bool lonLat, int eye) const
+    {
+        using korvane::StereoRectifier;
+        return m_rectifier.maps(lonLat ? StereoRectifier::kLonLat : StereoRectifier::kPerspective, eye);
+    }
 
     // Both workers "running", with a stored disparity and its centre image.
     void standIn(const cv::Mat& centre, const cv::Mat& disparity)

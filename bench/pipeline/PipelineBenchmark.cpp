@@ -71,8 +71,11 @@ class BenchCamera : public SyntheticCamera
 public:
     explicit BenchCamera(cv::Size rect) : SyntheticCamera(kRawSize, rect, 2, 0) {}
 
-    const cv::Mat* maps(int eye) const { return m_perspectiveMaps[eye]; }
-    const FixedPointMaps& fixedMaps(int eye) const { return m_perspectiveFixed[eye]; }
+    const cv::Mat* maps(int eye) const { return m_rectifier.maps(korvane::StereoRectifier::kPerspective, eye); }
+    const FixedPointMaps& fixedMaps(int eye) const
+    {
+        return m_rectifier.fixedMaps(korvane::StereoRectifier::kPerspective, eye);
+    }
 
     std::uint64_t publications()
     {

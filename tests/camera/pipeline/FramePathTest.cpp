@@ -57,7 +57,7 @@ public:
 
     cv::Mat plainRemap(bool rightEye, bool lonLat) const
     {
-        const cv::Mat* maps = lonLat ? m_lonLatMaps[rightEye] : m_perspectiveMaps[rightEye];
+        const cv::Mat* maps = m_rectifier.maps(view(lonLat), rightEye);
         cv::Mat out;
         cv::remap(rightEye ? m_right : m_left, out, maps[0], maps[1], cv::INTER_LINEAR, cv::BORDER_CONSTANT,
                   cv::Scalar());
@@ -65,14 +65,7 @@ public:
     }
 
     // Whether every remap of the frame paths goes through the fixed-point maps.
-    bool fixedMapsInUse() const
-    {
-        for (int eye = 0; eye < 2; ++eye)
-            if (!m_perspectiveFixed[eye].madeFrom(m_perspectiveMaps[eye][0], m_perspectiveMaps[eye][1]) ||
-                !m_lonLatFixed[eye].madeFrom(m_lonLatMaps[eye][0], m_lonLatMaps[eye][1]))
-                return false;
-        return true;
-    }
+    bool fixedMapsInUse() const { return m_rectifier.fixedFormsInUse(); }
 
     // Whether every fixed-point pair holds what cv::convertMaps gives for
     // its float maps as a whole.
@@ -80,8 +73,8 @@ public:
     {
         for (int eye = 0; eye < 2; ++eye)
             for (bool lonLat : {false, true}) {
-                const cv::Mat* maps = lonLat ? m_lonLatMaps[eye] : m_perspectiveMaps[eye];
-                const FixedPointMaps& fixed = lonLat ? m_lonLatFixed[eye] : m_perspectiveFixed[eye];
+                const cv::Mat* maps = m_rectifier.maps(view(lonLat), eye);
+                const FixedPointMaps& fixed = m_rectifier.fixedMaps(view(lonLat), eye);
                 cv::Mat positions, fractions;
                 cv::convertMaps(maps[0], maps[1], positions, fractions, CV_16SC2);
                 if (!sameMatrix(fixed.positions, positions) || !sameMatrix(fixed.fractions, fractions))
@@ -90,9 +83,19 @@ public:
         return true;
     }
 
-    using StereoCamera::m_perspectiveMaps;
+    const cv::Mat* perspectiveMaps(int eye) const { return m_rectifier.maps(view(false), eye); }
+    // Replaces one eye's perspective maps after they were built.
+    void replacePerspectiveMaps(int eye, const cv::Mat& mapX, const cv::Mat& mapY)
+    {
+        m_rectifier.setMaps(korvane::StereoRectifier::kPerspective, eye, mapX, mapY);
+    }
 
 private:
+    static korvane::StereoRectifier::View view(bool lonLat)
+    {
+        return lonLat ? korvane::StereoRectifier::kLonLat : korvane::StereoRectifier::kPerspective;
+    }
+
     cv::Mat m_left, m_right;
 };
 
@@ -138,7 +141,7 @@ TEST_P(FixedPointRemap, RectifiedFramesEqualThoseOfTheFloatMaps)
     const cv::Size rect = std::get<0>(GetParam());
     const int depthMode = std::get<1>(GetParam());
     SyntheticCamera camera(rect, depthMode);
-    ASSERT_EQ(camera.m_perspectiveMaps[0][0].type(), CV_32FC1);
+    ASSERT_EQ(camera.perspectiveMaps(0)[0].type(), CV_32FC1);
     ASSERT_TRUE(camera.fixedMapsInUse());
     EXPECT_TRUE(camera.fixedMapsAreTheWholeMapConversion());
     cv::Mat left, right, centre;
@@ -159,10 +162,9 @@ TEST(FixedPointRemapFallback, MapsReplacedAfterBuildingAreUsedAsTheyAre)
 {
     SyntheticCamera camera(cv::Size(464, 400), 2);
     // Every pixel from the raw centre: the fixed form of the old maps must not be used.
-    for (int eye = 0; eye < 2; ++eye) {
-        camera.m_perspectiveMaps[eye][0] = cv::Mat(400, 464, CV_32FC1, cv::Scalar(232.0f));
-        camera.m_perspectiveMaps[eye][1] = cv::Mat(400, 464, CV_32FC1, cv::Scalar(400.0f));
-    }
+    for (int eye = 0; eye < 2; ++eye)
+        camera.replacePerspectiveMaps(eye, cv::Mat(400, 464, CV_32FC1, cv::Scalar(232.0f)),
+                                      cv::Mat(400, 464, CV_32FC1, cv::Scalar(400.0f)));
     cv::Mat left, right, centre;
     microseconds stamp{0};
     ASSERT_TRUE(camera.getRectStereoFrame(left, right, centre, stamp));

@@ -72,9 +72,11 @@ public:
     cv::Mat oneMatcherDisparity(int n) const
     {
         cv::Mat left, right;
-        cv::remap(m_pairs[n][0], left, m_perspectiveMaps[0][0], m_perspectiveMaps[0][1], cv::INTER_LINEAR,
+        const cv::Mat* leftMaps = m_rectifier.maps(korvane::StereoRectifier::kPerspective, 0);
+        const cv::Mat* rightMaps = m_rectifier.maps(korvane::StereoRectifier::kPerspective, 1);
+        cv::remap(m_pairs[n][0], left, leftMaps[0], leftMaps[1], cv::INTER_LINEAR,
                   cv::BORDER_CONSTANT, cv::Scalar());
-        cv::remap(m_pairs[n][1], right, m_perspectiveMaps[1][0], m_perspectiveMaps[1][1], cv::INTER_LINEAR,
+        cv::remap(m_pairs[n][1], right, rightMaps[0], rightMaps[1], cv::INTER_LINEAR,
                   cv::BORDER_CONSTANT, cv::Scalar());
         return korvane::DisparityMatcher(korvane::DisparityMatcher::kSemiGlobal).match(left, right);
     }

@@ -33,7 +33,7 @@ cv::Mat noiseImage(cv::Size size, unsigned seed)
     return image;
 }
 
-cv::Mat remapWith(const cv::Mat& raw, const cv::Mat (&maps)[2])
+cv::Mat remapWith(const cv::Mat& raw, const cv::Mat* maps)
 {
     cv::Mat out;
     cv::remap(raw, out, maps[0], maps[1], cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar());
@@ -74,7 +74,7 @@ protected:
     {
         for (int eye = 0; eye < 2; ++eye)
             for (int axis = 0; axis < 2; ++axis)
-                if (!camera.m_perspectiveMaps[eye][axis].empty() || !camera.m_lonLatMaps[eye][axis].empty())
+                if (!camera.perspectiveMaps(eye)[axis].empty() || !camera.lonLatMaps(eye)[axis].empty())
                     return false;
         return camera.m_rectifyCameraMatrix.empty();
     }
@@ -107,11 +107,11 @@ TEST_F(RectifiedFrames, PreparationBuildsPAndTheFourMapPairs)
         // Each pixel on its own, one thread, no tables: the same bits.
         cv::Mat x, y;
         perPixelRectifyMap(K, params[1], params[3], P, xi, xi, kRectSize, kRectifyPerspective, x, y);
-        EXPECT_TRUE(sameBits(camera.m_perspectiveMaps[eye][0], x)) << "eye " << eye;
-        EXPECT_TRUE(sameBits(camera.m_perspectiveMaps[eye][1], y)) << "eye " << eye;
+        EXPECT_TRUE(sameBits(camera.perspectiveMaps(eye)[0], x)) << "eye " << eye;
+        EXPECT_TRUE(sameBits(camera.perspectiveMaps(eye)[1], y)) << "eye " << eye;
         perPixelRectifyMap(K, params[1], params[3], lonLat, xi, 0.0, kRectSize, kRectifyLonLat, x, y);
-        EXPECT_TRUE(sameBits(camera.m_lonLatMaps[eye][0], x)) << "eye " << eye;
-        EXPECT_TRUE(sameBits(camera.m_lonLatMaps[eye][1], y)) << "eye " << eye;
+        EXPECT_TRUE(sameBits(camera.lonLatMaps(eye)[0], x)) << "eye " << eye;
+        EXPECT_TRUE(sameBits(camera.lonLatMaps(eye)[1], y)) << "eye " << eye;
     }
 
     std::vector<cv::Mat> returned;
@@ -129,7 +129,7 @@ TEST_F(RectifiedFrames, PerspectiveMatrixOf90DegreesAt640IsF320)
     EXPECT_DOUBLE_EQ(camera.m_rectifyCameraMatrix.at<double>(0, 0), 320.0);
     EXPECT_DOUBLE_EQ(camera.m_rectifyCameraMatrix.at<double>(1, 1), 320.0);
     EXPECT_EQ(camera.m_rectifyCameraMatrix.at<double>(0, 2), 319.5);
-    EXPECT_EQ(camera.m_perspectiveMaps[0][0].size(), cv::Size(640, 480));
+    EXPECT_EQ(camera.perspectiveMaps(0)[0].size(), cv::Size(640, 480));
 }
 
 TEST_F(RectifiedFrames, HalfSizeFramesHalveTheIntrinsicRowsAtEveryPreparation)
@@ -158,7 +158,7 @@ TEST_F(RectifiedFrames, FullSizeFramesLeaveTheIntrinsicsAsTheyAre)
     camera.prepareRectification(camera.FrameSize.width / 1856.0f);
     EXPECT_EQ(cv::norm(camera.LeftIntrinsicMatrix, leftParams[0], cv::NORM_INF), 0.0);
     EXPECT_EQ(cv::norm(camera.RightIntrinsicMatrix, rightParams[0], cv::NORM_INF), 0.0);
-    EXPECT_FALSE(camera.m_perspectiveMaps[1][0].empty());
+    EXPECT_FALSE(camera.perspectiveMaps(1)[0].empty());
 }
 
 TEST_F(RectifiedFrames, EmptyRectifiedSizeBuildsNoMapsAndEveryRemapFails)
@@ -198,8 +198,8 @@ TEST_F(RectifiedFrames, WithoutLeftIntrinsicsTheMapsAreBuiltAndTheLeftViewIsBlac
     camera.LeftIntrinsicMatrix.release();
     camera.prepareRectification(halfScale());
     ASSERT_FALSE(noMaps());
-    EXPECT_EQ(cv::countNonZero(camera.m_perspectiveMaps[0][0] != -1.0f), 0);
-    EXPECT_GT(cv::countNonZero(camera.m_perspectiveMaps[1][0] > 0.0f), 0);
+    EXPECT_EQ(cv::countNonZero(camera.perspectiveMaps(0)[0] != -1.0f), 0);
+    EXPECT_GT(cv::countNonZero(camera.perspectiveMaps(1)[0] > 0.0f), 0);
 
     EXPECT_TRUE(camera.setDepthMode(2));
     camera.feed(rawLeft, rawRight, std::chrono::microseconds(5));
@@ -219,9 +219,9 @@ TEST_F(RectifiedFrames, DepthMode1GivesLonLatViewsAndAPerspectiveCentre)
     std::chrono::microseconds stamp{0};
     ASSERT_TRUE(camera.getRectStereoFrame(left, right, centre, stamp));
     EXPECT_EQ(stamp.count(), 1234);
-    EXPECT_TRUE(identical(left, remapWith(rawLeft, camera.m_lonLatMaps[0])));
-    EXPECT_TRUE(identical(right, remapWith(rawRight, camera.m_lonLatMaps[1])));
-    EXPECT_TRUE(identical(centre, remapWith(rawLeft, camera.m_perspectiveMaps[0])));
+    EXPECT_TRUE(identical(left, remapWith(rawLeft, camera.lonLatMaps(0))));
+    EXPECT_TRUE(identical(right, remapWith(rawRight, camera.lonLatMaps(1))));
+    EXPECT_TRUE(identical(centre, remapWith(rawLeft, camera.perspectiveMaps(0))));
     EXPECT_FALSE(identical(left, centre));
     EXPECT_EQ(left.size(), kRectSize);
 }
@@ -233,8 +233,8 @@ TEST_F(RectifiedFrames, DepthMode2GivesPerspectiveViews)
     camera.feed(rawLeft, rawRight, std::chrono::microseconds(7));
     cv::Mat left, right, centre;
     ASSERT_TRUE(camera.getRectStereoFrame(left, right, centre));
-    EXPECT_TRUE(identical(left, remapWith(rawLeft, camera.m_perspectiveMaps[0])));
-    EXPECT_TRUE(identical(right, remapWith(rawRight, camera.m_perspectiveMaps[1])));
+    EXPECT_TRUE(identical(left, remapWith(rawLeft, camera.perspectiveMaps(0))));
+    EXPECT_TRUE(identical(right, remapWith(rawRight, camera.perspectiveMaps(1))));
     EXPECT_TRUE(identical(centre, left));
     EXPECT_NE(left.data, centre.data);
 }
@@ -250,7 +250,7 @@ TEST_F(RectifiedFrames, OtherDepthModesLeaveLeftAndRightUntouched)
     EXPECT_TRUE(camera.getRectStereoFrame(left, right, centre));
     EXPECT_EQ(left.size(), cv::Size(5, 5));
     EXPECT_EQ(right.size(), cv::Size(6, 6));
-    EXPECT_TRUE(identical(centre, remapWith(rawLeft, camera.m_perspectiveMaps[0])));
+    EXPECT_TRUE(identical(centre, remapWith(rawLeft, camera.perspectiveMaps(0))));
     cv::Mat none;
     EXPECT_FALSE(camera.getRectStereoFrame(none, right, centre));
 }
@@ -262,8 +262,8 @@ TEST_F(RectifiedFrames, TwoImageFormIsPerspectiveWhateverTheDepthMode)
     camera.feed(rawLeft, rawRight, std::chrono::microseconds(7));
     cv::Mat left, right;
     ASSERT_TRUE(camera.getRectStereoFrame(left, right));
-    EXPECT_TRUE(identical(left, remapWith(rawLeft, camera.m_perspectiveMaps[0])));
-    EXPECT_TRUE(identical(right, remapWith(rawRight, camera.m_perspectiveMaps[1])));
+    EXPECT_TRUE(identical(left, remapWith(rawLeft, camera.perspectiveMaps(0))));
+    EXPECT_TRUE(identical(right, remapWith(rawRight, camera.perspectiveMaps(1))));
 }
 
 TEST_F(RectifiedFrames, AFailedFetchLeavesTheImagesAsTheyWere)
@@ -292,8 +292,8 @@ TEST_F(RectifiedFrames, PixelsMappedOutsideTheFisheyeImageAreBlack)
     camera.feed(small, small, std::chrono::microseconds(7));
     cv::Mat left, right, centre;
     ASSERT_TRUE(camera.getRectStereoFrame(left, right, centre));
-    const cv::Mat& mapX = camera.m_lonLatMaps[0][0];
-    const cv::Mat& mapY = camera.m_lonLatMaps[0][1];
+    const cv::Mat& mapX = camera.lonLatMaps(0)[0];
+    const cv::Mat& mapY = camera.lonLatMaps(0)[1];
     int outside = 0;
     for (int i = 0; i < left.rows; ++i)
         for (int j = 0; j < left.cols; ++j) {
@@ -317,8 +317,7 @@ protected:
     void openWriter(cv::Size size)
     {
         pattern = dir.file("sent_%02d.png");
-        camera.m_videoWriter.open(pattern, cv::CAP_IMAGES, 0, 0.0, size, true);
-        ASSERT_TRUE(camera.m_videoWriter.isOpened());
+        ASSERT_TRUE(camera.m_streamSink.open(pattern, cv::CAP_IMAGES, 0.0, size));
     }
     std::string sent(int index) const
     {
@@ -339,7 +338,7 @@ TEST_F(RectifiedTransmission, Mode2SendsTheRectifiedRightView)
     camera.feed(rawLeft, rawRight, std::chrono::microseconds(7));
     cv::Mat left, right;
     ASSERT_TRUE(camera.getRectStereoFrame(left, right));
-    camera.m_videoWriter.release();
+    camera.m_streamSink.close();
     EXPECT_TRUE(identical(cv::imread(sent(0)), right));
     EXPECT_FALSE(std::filesystem::exists(sent(1)));
 }
@@ -356,7 +355,7 @@ TEST_F(RectifiedTransmission, Mode3SendsBothRectifiedViewsSideBySide)
     cv::Mat joined;
     cv::hconcat(left, right, joined);
     EXPECT_TRUE(camera.getRectStereoFrame(left, right, centre)); // the three-image forms send nothing
-    camera.m_videoWriter.release();
+    camera.m_streamSink.close();
     EXPECT_TRUE(identical(cv::imread(sent(0)), joined));
     EXPECT_FALSE(std::filesystem::exists(sent(1)));
 }
@@ -374,6 +373,6 @@ TEST_F(RectifiedTransmission, NothingIsSentWithoutTheTransmitFlagOrInOtherModes)
         camera.m_transmode = mode;
         ASSERT_TRUE(camera.getRectStereoFrame(left, right));
     }
-    camera.m_videoWriter.release();
+    camera.m_streamSink.close();
     EXPECT_FALSE(std::filesystem::exists(sent(0)));
 }

@@ -31,14 +31,19 @@ public:
     using StereoCamera::RightXi;
     using StereoCamera::Translation;
     using StereoCamera::hFov;
-    using StereoCamera::m_lonLatMaps;
     using StereoCamera::m_panoramicAngle;
-    using StereoCamera::m_perspectiveMaps;
     using StereoCamera::m_rectifyCameraMatrix;
     using StereoCamera::m_transmit;
     using StereoCamera::m_transmode;
-    using StereoCamera::m_videoWriter;
+    using StereoCamera::m_streamSink;
     using StereoCamera::prepareRectification;
+
+    // The rectifier's x and y maps of one eye.
+    const cv::Mat* perspectiveMaps(int eye) const
+    {
+        return m_rectifier.maps(korvane::StereoRectifier::kPerspective, eye);
+    }
+    const cv::Mat* lonLatMaps(int eye) const { return m_rectifier.maps(korvane::StereoRectifier::kLonLat, eye); }
 
     void feed(const cv::Mat& left, const cv::Mat& right, std::chrono::microseconds stamp);
     void starve() { m_fed = false; }
