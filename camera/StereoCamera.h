@@ -18,6 +18,7 @@
 #include "CalibrationFormat.h"
 #include "DisparityMatcher.h"
 #include "FisheyeRectify.h"
+#include "FramePublisher.h"
 #include "StereoRectifier.h"
 #include "GuardedMutex.h"
 #include "StreamSink.h"
@@ -43,12 +44,7 @@ class StereoCamera
 public:
     // A raw pair (left, right) or a disparity result (centre image,
     // disparity) with the time stamp of the raw frame it came from.
-    struct TimeFrame
-    {
-        cv::Mat left;
-        cv::Mat right;
-        std::chrono::microseconds timeStamp{0};
-    };
+    using TimeFrame = korvane::FramePublisher::Frame;
 
     // The camera on device node 0.
     StereoCamera();
@@ -196,8 +192,12 @@ protected:
     korvane::stream::StreamSink m_streamSink; // the network stream writer
     cv::Size FrameSize KORVANE_GUARDED_BY(m_settingsMutex); // raw side-by-side frame size
     cv::Size RectifyFrameSize;        // size of each rectified image
-    TimeFrame m_rawFrame KORVANE_GUARDED_BY(m_frameMutex);           // newest raw pair
-    TimeFrame m_disparityFrame KORVANE_GUARDED_BY(m_computeMutex);   // newest centre image and disparity
+    // The newest raw pair, published by the capture worker; open while the
+    // worker runs.
+    korvane::FramePublisher m_rawFrames;
+    // The newest centre image and disparity, published by the disparity
+    // lanes in raw time-stamp order; open while the worker runs.
+    korvane::FramePublisher m_disparityFrames;
 
     // Calibration (loaded) and the rectified camera matrix P (built).
     cv::Mat LeftXi;
@@ -215,23 +215,15 @@ protected:
 
     std::unique_ptr<SystemLog> m_log;
     std::string m_logName = "StereoCamera";
-    // Lock order: m_fetchMutex, then m_frameMutex, then the stream sink's.
-    // m_computeMutex and m_settingsMutex are leaves: nothing else is taken
-    // while either is held.
-    korvane::GuardedMutex m_frameMutex; // guards m_rawFrame and its counters
-    korvane::GuardedMutex m_computeMutex; // guards m_disparityFrame, its counter and the publishing turn
-    std::condition_variable m_frameCondition;   // a new raw pair was stored
-    std::condition_variable m_computeCondition; // a new disparity was stored
+    // Lock order: m_fetchMutex, then m_rawFrames', then the stream sink's;
+    // m_turnMutex, then m_disparityFrames'. m_settingsMutex is a leaf:
+    // nothing else is taken while it is held.
     std::unique_ptr<cv::VideoCapture> m_capture;
     std::unique_ptr<std::thread> m_captureThread;
     std::unique_ptr<std::thread> m_computeThread;
 
-    std::uint64_t m_rawFrameCount KORVANE_GUARDED_BY(m_frameMutex) = 0; // publications of m_rawFrame
-    bool m_captureRunning KORVANE_GUARDED_BY(m_frameMutex) = false;      // worker loop alive
     mutable korvane::GuardedMutex m_settingsMutex; // guards FrameSize and m_receiverNetwork
     std::string m_receiverNetwork KORVANE_GUARDED_BY(m_settingsMutex) = "192.168.1.";
-    std::uint64_t m_disparityCount KORVANE_GUARDED_BY(m_computeMutex) = 0; // publications of m_disparityFrame
-    bool m_computeActive KORVANE_GUARDED_BY(m_computeMutex) = false;       // disparity loop alive
     // Tickets handed to fetched pairs that are matched: written under
     // m_fetchMutex, atomic so that it can be watched without that lock.
     std::atomic<std::uint64_t> m_fetchTicket{0};
@@ -242,7 +234,7 @@ protected:
     void prepareRectification(float scale);
 
     // Publishes a raw pair as the newest, as the capture worker does with
-    // each frame: time stamp, frame period, one notification of all waiters.
+    // each frame: stamped now, all waiters woken.
     void publishRawPair(cv::Mat&& left, cv::Mat&& right);
 
     // Whether a free matching lane takes the newest raw pair (time stamp
@@ -301,18 +293,21 @@ private:
         KORVANE_REQUIRES(m_fetchMutex);
     void loadPairsInFlight(const cv::FileNode& node);
     static int defaultPairsInFlight();
-    // Waits for the disparity publication after the current one; false when
-    // the disparity worker ended first.
-    bool waitForDisparity(korvane::GuardedMutex::Lock& lock) KORVANE_REQUIRES(m_computeMutex);
     // Depth in metres of disparity d at column j, in the current geometry.
     float depthOf(float d, int column, float baseline) const;
     // Waits for the next disparity; copies it, its centre image and its time
     // stamp, and computes its metric depth. False when the worker ended.
     bool copyNewestDisparity(cv::Mat& image, cv::Mat& disparity, cv::Mat& depth,
                              std::chrono::microseconds& stamp);
-    // Waits for the raw pair after the current one; false when capture
-    // ended first, or, on a disparity lane, when its worker was told to stop.
-    bool waitForRawPair(korvane::GuardedMutex::Lock& lock) KORVANE_REQUIRES(m_frameMutex);
+    // Waits for the raw pair after the current one and calls read on it;
+    // false when capture ended first, or, on a disparity lane, when its
+    // worker was told to stop.
+    template <typename Read>
+    bool readNextRawPair(Read&& read)
+    {
+        const bool lane = t_laneOf == this;
+        return m_rawFrames.readNext(std::forward<Read>(read), [this, lane] { return lane && !m_computeRunning; });
+    }
     bool createLog();
     // FrameSize, read under its lock without the virtual getter.
     cv::Size rawFrameSize() const KORVANE_EXCLUDES(m_settingsMutex);
@@ -326,13 +321,12 @@ private:
     std::atomic<int> m_pairsInFlight{defaultPairsInFlight()}; // lanes of the next disparity worker
     // Guards m_fetchTicket's increments and m_lastFetchedStamp; held across
     // each lane's fetch, so that ticket order is raw time-stamp order.
-    korvane::GuardedMutex m_fetchMutex KORVANE_ACQUIRED_BEFORE(m_frameMutex);
+    korvane::GuardedMutex m_fetchMutex;
     // Stamp of the pair a lane took last.
     std::chrono::microseconds m_lastFetchedStamp KORVANE_GUARDED_BY(m_fetchMutex){0};
-    // Between the two newest raw pairs.
-    std::chrono::microseconds m_rawFramePeriod KORVANE_GUARDED_BY(m_frameMutex){0};
+    korvane::GuardedMutex m_turnMutex; // guards m_publishTicket
     // Ticket whose turn it is to publish.
-    std::uint64_t m_publishTicket KORVANE_GUARDED_BY(m_computeMutex) = 0;
+    std::uint64_t m_publishTicket KORVANE_GUARDED_BY(m_turnMutex) = 0;
     std::condition_variable m_turnCondition; // m_publishTicket moved on
     std::atomic<bool> m_computeFailed{false}; // a lane stopped the worker on an exception (said once)
     // The camera whose disparity lane runs on this thread, if any.

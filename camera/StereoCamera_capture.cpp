@@ -67,10 +67,7 @@ bool StereoCamera::startCapture(bool transmit, bool shareMemory)
     prepareRectification(scale);
     if (m_log)
         m_log->runTimeInfo("Initialize parameters OK!\n");
-    {
-        korvane::GuardedMutex::Lock lock(m_frameMutex);
-        m_captureRunning = true;
-    }
+    m_rawFrames.open();
     m_captureThread.reset(new std::thread(&StereoCamera::captureWorker, this, scale));
     return m_captureThread != nullptr;
 }
@@ -98,9 +95,7 @@ void StereoCamera::captureWorker(float scale)
         if (shmctl(segment.id, IPC_RMID, nullptr) != 0 && m_log)
             m_log->runTimeError("Delete share memory error!");
     }
-    korvane::GuardedMutex::Lock lock(m_frameMutex);
-    m_captureRunning = false;
-    m_frameCondition.notify_all();
+    m_rawFrames.close();
 }
 
 // Only raw widths of 1856 and 928 (scale 1 or 0.5) get a segment; without
@@ -227,19 +222,10 @@ void StereoCamera::noteFrameRead(EmptyReadWatch& watch)
 
 void StereoCamera::publishRawPair(cv::Mat&& left, cv::Mat&& right)
 {
-    korvane::GuardedMutex::Lock lock(m_frameMutex);
     // The halves are the round's own fresh images: handing them over shares
-    // them with nobody, as a deep copy would.
-    m_rawFrame.left = std::move(left);
-    m_rawFrame.right = std::move(right);
-    const std::chrono::microseconds stamp = systemNow();
-    m_rawFramePeriod = m_rawFrameCount > 0 ? stamp - m_rawFrame.timeStamp : std::chrono::microseconds(0);
-    m_rawFrame.timeStamp = stamp;
-    ++m_rawFrameCount;
-    m_frameCondition.notify_all();
-    // Kept: a 1 ms pause with the lock still held paces the worker. Woken
-    // readers get the lock only once this scope releases it.
-    usleep(1000);
+    // them with nobody, as a deep copy would. Kept: a 1 ms pause with the
+    // lock still held paces the worker; woken readers run after it.
+    m_rawFrames.publish({std::move(left), std::move(right), systemNow()}, std::chrono::milliseconds(1));
 }
 
 void StereoCamera::openStreamWriter()
@@ -278,45 +264,33 @@ bool StereoCamera::stopCapture()
     return true;
 }
 
-bool StereoCamera::waitForRawPair(korvane::GuardedMutex::Lock& lock)
-{
-    const std::uint64_t seen = m_rawFrameCount;
-    // A disparity lane also wakes when its worker is told to stop.
-    const bool lane = t_laneOf == this;
-    while (m_rawFrameCount == seen && m_captureRunning && !(lane && !m_computeRunning))
-        m_frameCondition.wait(lock.unique());
-    return m_rawFrameCount != seen;
-}
-
 bool StereoCamera::getRawFrame(cv::Mat& frame, std::chrono::microseconds& timeStamp)
 {
     cv::Mat left;
     cv::Mat right;
-    {
-        korvane::GuardedMutex::Lock lock(m_frameMutex);
-        if (!waitForRawPair(lock))
-            return false;
-        left = m_rawFrame.left.clone();
-        right = m_rawFrame.right.clone();
+    const bool read = readNextRawPair([&](const TimeFrame& pair) {
+        left = pair.left.clone();
+        right = pair.right.clone();
         if (m_transmit && m_transmode == korvane::stream::kRawRight)
             m_streamSink.send(right);
         else if (m_transmit && m_transmode == korvane::stream::kRawPair)
             m_streamSink.sendSideBySide(left, right);
-        timeStamp = m_rawFrame.timeStamp;
-    }
+        timeStamp = pair.timeStamp;
+    });
+    if (!read)
+        return false;
     cv::hconcat(left, right, frame);
     return !frame.empty();
 }
 
 bool StereoCamera::getStereoFrame(cv::Mat& left, cv::Mat& right, std::chrono::microseconds& timeStamp)
 {
-    korvane::GuardedMutex::Lock lock(m_frameMutex);
-    if (!waitForRawPair(lock))
-        return false;
-    left = m_rawFrame.left.clone();
-    right = m_rawFrame.right.clone();
-    timeStamp = m_rawFrame.timeStamp;
-    return !left.empty() && !right.empty();
+    const bool read = readNextRawPair([&](const TimeFrame& pair) {
+        left = pair.left.clone();
+        right = pair.right.clone();
+        timeStamp = pair.timeStamp;
+    });
+    return read && !left.empty() && !right.empty();
 }
 
 bool StereoCamera::openVideo(const std::string& source)

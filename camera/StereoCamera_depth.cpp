@@ -114,19 +114,14 @@ bool StereoCamera::getDepthFrame(cv::Mat& depth, bool colour, std::chrono::micro
         return false;
     // Wakes with the capture worker's next raw pair; the disparity itself is
     // copied under its own lock, so that the copy never races the worker.
-    {
-        korvane::GuardedMutex::Lock lock(m_frameMutex);
-        if (!waitForRawPair(lock))
-            return false;
-        stamp = m_rawFrame.timeStamp;
-    }
+    if (!readNextRawPair([&](const TimeFrame& pair) { stamp = pair.timeStamp; }))
+        return false;
     cv::Mat disparity;
     cv::Mat centre;
-    {
-        korvane::GuardedMutex::Lock lock(m_computeMutex);
-        disparity = m_disparityFrame.right.clone();
-        centre = m_disparityFrame.left.clone();
-    }
+    m_disparityFrames.readNewest([&](const TimeFrame& newest, std::chrono::microseconds) {
+        disparity = newest.right.clone();
+        centre = newest.left.clone();
+    });
     if (disparity.empty() || disparity.type() != CV_32FC1)
         return false;
     colour = true; // always the colour image: the grey form is kept but never used

@@ -60,10 +60,7 @@ bool StereoCamera::startStereoCompute()
         m_log->runTimeInfo("Start stereo computing ...\n");
     m_computeRunning = true;
     m_computeFailed = false;
-    {
-        korvane::GuardedMutex::Lock lock(m_computeMutex);
-        m_computeActive = true;
-    }
+    m_disparityFrames.open();
     m_computeThread.reset(new std::thread(&StereoCamera::computeWorker, this, m_pairsInFlight.load()));
     return m_computeThread != nullptr;
 }
@@ -75,10 +72,7 @@ bool StereoCamera::stopStereoCompute()
         return true;
     // A lane waiting for a raw pair that will not come (the source stopped
     // delivering) wakes up and sees the flag.
-    {
-        korvane::GuardedMutex::Lock lock(m_frameMutex);
-        m_frameCondition.notify_all();
-    }
+    m_rawFrames.wakeAll();
     m_computeThread->join();
     m_computeThread.reset();
     if (m_log)
@@ -98,9 +92,7 @@ void StereoCamera::computeWorker(int pairs)
         lane.join();
     if (m_log)
         m_log->runTimeInfo("Exit compute disparity worker ...\n");
-    korvane::GuardedMutex::Lock lock(m_computeMutex);
-    m_computeActive = false;
-    m_computeCondition.notify_all();
+    m_disparityFrames.close();
 }
 
 bool StereoCamera::takesNewestRawPair(std::chrono::microseconds newest, std::chrono::microseconds lastTaken,
@@ -116,17 +108,20 @@ bool StereoCamera::takeNewestRawPair(cv::Mat& left, cv::Mat& right, cv::Mat& cen
                                      std::chrono::microseconds& stamp)
 {
     cv::Mat rawLeft, rawRight;
-    {
-        korvane::GuardedMutex::Lock lock(m_frameMutex);
-        if (m_rawFrame.left.empty() || m_rawFrame.right.empty() ||
-            !takesNewestRawPair(m_rawFrame.timeStamp, m_lastFetchedStamp, m_rawFramePeriod, systemNow()))
+    const std::chrono::microseconds lastTaken = m_lastFetchedStamp;
+    const bool taken = m_rawFrames.readNewest([&](const TimeFrame& newest, std::chrono::microseconds period) {
+        if (newest.left.empty() || newest.right.empty() ||
+            !takesNewestRawPair(newest.timeStamp, lastTaken, period, systemNow()))
             return false;
         // Shared for reading only: the capture worker replaces published
         // images and never writes into them.
-        rawLeft = m_rawFrame.left;
-        rawRight = m_rawFrame.right;
-        stamp = m_rawFrame.timeStamp;
-    }
+        rawLeft = newest.left;
+        rawRight = newest.right;
+        stamp = newest.timeStamp;
+        return true;
+    });
+    if (!taken)
+        return false;
     m_rectifier.rectifyPair(rawLeft, rawRight, Depthmode, left, right, centre);
     return !left.empty() && !right.empty() && !centre.empty();
 }
@@ -152,8 +147,7 @@ void StereoCamera::computeLane(int algorithm, bool takeWaiting)
             m_computeRunning = false;
             if (ticket)
                 passTurn(*ticket);
-            korvane::GuardedMutex::Lock lock(m_frameMutex);
-            m_frameCondition.notify_all();
+            m_rawFrames.wakeAll();
         }
     }
     t_laneOf = nullptr;
@@ -161,7 +155,7 @@ void StereoCamera::computeLane(int algorithm, bool takeWaiting)
 
 void StereoCamera::passTurn(std::uint64_t ticket)
 {
-    korvane::GuardedMutex::Lock lock(m_computeMutex);
+    korvane::GuardedMutex::Lock lock(m_turnMutex);
     while (m_publishTicket != ticket)
         m_turnCondition.wait(lock.unique());
     ++m_publishTicket;
@@ -190,37 +184,22 @@ void StereoCamera::matchOneRound(korvane::DisparityMatcher& matcher, bool takeWa
     {
         cv::Mat disparity = matcher.match(left, right);
 
-        korvane::GuardedMutex::Lock lock(m_computeMutex);
+        korvane::GuardedMutex::Lock lock(m_turnMutex);
         while (m_publishTicket != *ticket)
             m_turnCondition.wait(lock.unique());
-        m_disparityFrame.left = ownCopy(centre);
-        m_disparityFrame.right = ownCopy(disparity);
-        m_disparityFrame.timeStamp = stamp;
-        ++m_disparityCount;
-        m_computeCondition.notify_all();
         // Kept: a 1 ms pause with the lock held paces readers and the worker.
-        usleep(1000);
+        m_disparityFrames.publish({ownCopy(centre), ownCopy(disparity), stamp}, std::chrono::milliseconds(1));
         ++m_publishTicket;
         m_turnCondition.notify_all();
     }
     ticket.reset();
 }
 
-bool StereoCamera::waitForDisparity(korvane::GuardedMutex::Lock& lock)
-{
-    const std::uint64_t seen = m_disparityCount;
-    while (m_disparityCount == seen && m_computeActive)
-        m_computeCondition.wait(lock.unique());
-    return m_disparityCount != seen;
-}
-
 bool StereoCamera::getDisparityFrame(cv::Mat& disparity, cv::Mat& centre, std::chrono::microseconds& stamp)
 {
-    korvane::GuardedMutex::Lock lock(m_computeMutex);
-    if (!waitForDisparity(lock))
-        return false;
-    disparity = m_disparityFrame.right.clone();
-    centre = m_disparityFrame.left.clone();
-    stamp = m_disparityFrame.timeStamp;
-    return true;
+    return m_disparityFrames.readNext([&](const TimeFrame& newest) {
+        disparity = newest.right.clone();
+        centre = newest.left.clone();
+        stamp = newest.timeStamp;
+    });
 }

@@ -159,14 +159,13 @@ bool buildCloud(const cv::Mat& image, const cv::Mat& disparity, const cv::Mat& d
 bool StereoCamera::copyNewestDisparity(cv::Mat& image, cv::Mat& disparity, cv::Mat& depth,
                                        std::chrono::microseconds& stamp)
 {
-    {
-        korvane::GuardedMutex::Lock lock(m_computeMutex);
-        if (!waitForDisparity(lock))
-            return false;
-        image = m_disparityFrame.left.clone();
-        disparity = m_disparityFrame.right.clone();
-        stamp = m_disparityFrame.timeStamp;
-    }
+    const bool read = m_disparityFrames.readNext([&](const TimeFrame& newest) {
+        image = newest.left.clone();
+        disparity = newest.right.clone();
+        stamp = newest.timeStamp;
+    });
+    if (!read)
+        return false;
     if (image.type() != CV_8UC3 || disparity.type() != CV_32FC1)
         return false;
     return getDepthFrame(disparity, depth);

@@ -21,7 +21,7 @@ cmake --build build-tsan --target capture_test depth_test pipeline_test
 # A child that starts threads after fork is outside what the checker supports:
 # the tests that run a worker in a forked child (each test program has a
 # watchdog thread) run under the other sanitizers only.
-TSAN_OPTIONS="suppressions=$PWD/tests/tsan.supp" ctest --test-dir build-tsan --output-on-failure -j "$jobs" -R '(Capture|SharedMemory|LoopbackStream|DisplayDepth|Cloud|DisparityWorker|PairsInFlight)' \
+TSAN_OPTIONS="suppressions=$PWD/tests/tsan.supp" ctest --test-dir build-tsan --output-on-failure -j "$jobs" -R '(Capture|SharedMemory|LoopbackStream|DisplayDepth|Cloud|DisparityWorker|PairsInFlight|NewestPair|FramePublisher|ImageSequenceSink)' \
   -E '(RawWidthOfNeitherSize|WorkerFailure)'
 
 echo "== release build (benchmarks included), installed package used by another project"

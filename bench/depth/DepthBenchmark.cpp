@@ -102,44 +102,30 @@ public:
     void standIn(const cv::Mat& centre, const cv::Mat& disparity)
     {
         m_computeRunning = true;
-        {
-            std::lock_guard<std::mutex> lock(m_frameMutex);
-            m_captureRunning = true;
-        }
-        std::lock_guard<std::mutex> lock(m_computeMutex);
-        m_computeActive = true;
-        m_disparityFrame.left = centre;
-        m_disparityFrame.right = disparity;
+        m_rawFrames.open();
+        m_disparityFrames.open();
+        m_disparityFrames.publish({centre, disparity, std::chrono::microseconds(0)});
     }
 
     void standDown()
     {
         m_computeRunning = false;
-        {
-            std::lock_guard<std::mutex> lock(m_frameMutex);
-            m_captureRunning = false;
-            m_frameCondition.notify_all();
-        }
-        std::lock_guard<std::mutex> lock(m_computeMutex);
-        m_computeActive = false;
-        m_computeCondition.notify_all();
+        m_rawFrames.close();
+        m_disparityFrames.close();
     }
 
     // A new raw pair (same pixels), as the capture worker announces it.
     void announceRawPair()
     {
-        std::lock_guard<std::mutex> lock(m_frameMutex);
-        m_rawFrame.timeStamp = systemNow();
-        ++m_rawFrameCount;
-        m_frameCondition.notify_all();
+        TimeFrame pair = m_rawFrames.newest();
+        pair.timeStamp = systemNow();
+        m_rawFrames.publish(std::move(pair));
     }
 
     // A new disparity (same pixels), as the disparity worker announces it.
     void announceDisparity()
     {
-        std::lock_guard<std::mutex> lock(m_computeMutex);
-        ++m_disparityCount;
-        m_computeCondition.notify_all();
+        m_disparityFrames.publish(m_disparityFrames.newest());
     }
 
     // Called by getPointCloud right after its wait ends.

@@ -77,11 +77,7 @@ public:
         return m_rectifier.fixedMaps(korvane::StereoRectifier::kPerspective, eye);
     }
 
-    std::uint64_t publications()
-    {
-        std::lock_guard<std::mutex> lock(m_computeMutex);
-        return m_disparityCount;
-    }
+    std::uint64_t publications() const { return m_disparityFrames.publications(); }
 };
 
 cv::Size rectArg(const benchmark::State& state)

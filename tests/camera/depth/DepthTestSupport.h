@@ -27,36 +27,26 @@ public:
         RectifyFrameSize = rectified;
     }
 
+    // The same raw pair again, 1 ms later.
     void publishRaw()
     {
-        std::lock_guard<std::mutex> lock(m_frameMutex);
-        m_rawFrame.timeStamp += std::chrono::microseconds(1000);
-        ++m_rawFrameCount;
-        m_frameCondition.notify_all();
+        TimeFrame pair = m_rawFrames.newest();
+        pair.timeStamp += std::chrono::microseconds(1000);
+        m_rawFrames.publish(std::move(pair));
     }
 
     void publishDisparity(const cv::Mat& centre, const cv::Mat& disparity)
     {
-        std::lock_guard<std::mutex> lock(m_computeMutex);
-        m_disparityFrame.left = centre.clone();
-        m_disparityFrame.right = disparity.clone();
-        m_disparityFrame.timeStamp += std::chrono::microseconds(1000);
-        ++m_disparityCount;
-        m_computeCondition.notify_all();
+        const std::chrono::microseconds stamp = m_disparityFrames.newest().timeStamp + std::chrono::microseconds(1000);
+        m_disparityFrames.publish({centre.clone(), disparity.clone(), stamp});
     }
 
     // Publishes the pair (and a raw frame) every few milliseconds until stopped.
     void startPublishing(const cv::Mat& centre, const cv::Mat& disparity)
     {
         m_computeRunning = true;
-        {
-            std::lock_guard<std::mutex> a(m_frameMutex);
-            m_captureRunning = true;
-        }
-        {
-            std::lock_guard<std::mutex> b(m_computeMutex);
-            m_computeActive = true;
-        }
+        m_rawFrames.open();
+        m_disparityFrames.open();
         m_publishing = true;
         m_publisher = std::thread([this, centre, disparity] {
             while (m_publishing) {
@@ -75,7 +65,7 @@ public:
         m_computeRunning = false;
     }
 
-    using Probe::m_disparityFrame;
+    using Probe::m_disparityFrames;
 
 private:
     std::atomic<bool> m_publishing{false};

@@ -42,15 +42,12 @@ public:
 
     bool newestDisparity(cv::Mat& disparity, cv::Mat& centre, microseconds& stamp)
     {
-        std::unique_lock<std::mutex> lock(m_computeMutex);
-        const auto seen = m_disparityCount;
-        if (!m_computeCondition.wait_for(lock, std::chrono::seconds(20),
-                                         [&] { return m_disparityCount != seen; }))
-            return false;
-        disparity = m_disparityFrame.right.clone();
-        centre = m_disparityFrame.left.clone();
-        stamp = m_disparityFrame.timeStamp;
-        return true;
+        const std::uint64_t seen = m_disparityFrames.publications();
+        return m_disparityFrames.readAfter(seen, std::chrono::seconds(20), [&](const TimeFrame& newest, std::uint64_t) {
+            disparity = newest.right.clone();
+            centre = newest.left.clone();
+            stamp = newest.timeStamp;
+        });
     }
 
     using StereoCamera::m_computeThread;

@@ -145,7 +145,7 @@ TEST_F(Cloud, StampIsThatOfTheMatchedRawPair)
     ASSERT_TRUE(camera.getPointCloud(points, stamp));
     camera.stopPublishing();
     EXPECT_GT(stamp.count(), 0);
-    EXPECT_LE(stamp, camera.m_disparityFrame.timeStamp);
+    EXPECT_LE(stamp, camera.m_disparityFrames.newest().timeStamp);
 }
 
 namespace {

@@ -50,8 +50,7 @@ public:
             m_pairs[n][0] = left;
             m_pairs[n][1] = right;
         }
-        std::lock_guard<std::mutex> lock(m_frameMutex);
-        m_captureRunning = true; // getStereoFrame waits for publications
+        m_rawFrames.open(); // getStereoFrame waits for publications
     }
 
     ~PublishingCamera() override
@@ -64,8 +63,7 @@ public:
     microseconds publish(int n)
     {
         publishRawPair(m_pairs[n][0].clone(), m_pairs[n][1].clone());
-        std::lock_guard<std::mutex> lock(m_frameMutex);
-        return m_rawFrame.timeStamp;
+        return m_rawFrames.newest().timeStamp;
     }
 
     // What one SGBM matcher with the worker's settings makes of pair n.
@@ -84,20 +82,19 @@ public:
     // The publication after the `taken` ones, within the patience.
     bool disparityNumber(std::uint64_t taken, cv::Mat& disparity, microseconds& stamp)
     {
-        std::unique_lock<std::mutex> lock(m_computeMutex);
-        if (!m_computeCondition.wait_for(lock, kPatience, [&] { return m_disparityCount > taken; }))
-            return false;
-        disparity = m_disparityFrame.right.clone();
-        stamp = m_disparityFrame.timeStamp;
-        return m_disparityCount == taken + 1;
+        std::uint64_t number = 0;
+        const bool read = m_disparityFrames.readAfter(taken, kPatience, [&](const TimeFrame& newest, std::uint64_t n) {
+            disparity = newest.right.clone();
+            stamp = newest.timeStamp;
+            number = n;
+        });
+        return read && number == taken + 1;
     }
 
     // Lanes waiting for a raw pair give up, as when capture stops.
     void endCapture()
     {
-        std::lock_guard<std::mutex> lock(m_frameMutex);
-        m_captureRunning = false;
-        m_frameCondition.notify_all();
+        m_rawFrames.close();
     }
 
     std::uint64_t fetched() const { return m_fetchTicket; }

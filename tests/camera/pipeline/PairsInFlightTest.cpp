@@ -114,27 +114,17 @@ public:
     // within the patience.
     bool nextDisparity(cv::Mat& disparity, cv::Mat& centre, microseconds& stamp)
     {
-        std::unique_lock<std::mutex> lock(m_computeMutex);
-        if (!m_computeCondition.wait_for(lock, kPatience, [&] { return m_disparityCount > m_taken; }))
-            return false;
-        m_taken = m_disparityCount;
-        disparity = m_disparityFrame.right.clone();
-        centre = m_disparityFrame.left.clone();
-        stamp = m_disparityFrame.timeStamp;
-        return true;
+        return m_disparityFrames.readAfter(m_taken, kPatience, [&](const TimeFrame& newest, std::uint64_t n) {
+            m_taken = n;
+            disparity = newest.right.clone();
+            centre = newest.left.clone();
+            stamp = newest.timeStamp;
+        });
     }
 
-    std::uint64_t publications()
-    {
-        std::lock_guard<std::mutex> lock(m_computeMutex);
-        return m_disparityCount;
-    }
+    std::uint64_t publications() const { return m_disparityFrames.publications(); }
 
-    microseconds lastStamp()
-    {
-        std::lock_guard<std::mutex> lock(m_computeMutex);
-        return m_disparityFrame.timeStamp;
-    }
+    microseconds lastStamp() const { return m_disparityFrames.newest().timeStamp; }
 
     // Waits until `count` fetched pairs have been taken on for matching.
     bool waitForMatching(std::uint64_t count)
@@ -160,7 +150,7 @@ public:
     std::atomic<int> m_fetchesAfterStop{0};
 
 private:
-    std::uint64_t m_taken = 0; // publications the reader has seen, guarded by m_computeMutex
+    std::uint64_t m_taken = 0; // publications the reader (the test's thread) has seen
     bool m_uneven;
     int m_paceMs;
     std::mutex m_gateMutex;  // guards nothing but the gate's wait
