@@ -13,6 +13,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include "Extension_Unit_Class/Camera_Status.h"
 #include "Extension_Unit_Class/Module_Handle.h"
 #include "Extension_Unit_Class/camera_api.h"
 
@@ -65,11 +66,12 @@ long fileLength(FILE* file)
     return size;
 }
 
-// The control channel's download, with the progress in percent.
+// The control channel's download, with the progress in percent. An image
+// beyond the channel's 32-bit length fits no chip.
 int downloadFirmware(_Device_Point_* handle, std::uint8_t* image, std::size_t size, float* progress)
 {
     if (size > 0xFFFFFFFFu)
-        return -2;
+        return Camera_Status::Image_Does_Not_Fit;
     return Camera_Updata(handle, image, static_cast<unsigned int>(size), progress);
 }
 

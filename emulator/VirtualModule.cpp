@@ -72,7 +72,7 @@ int VirtualModule::Answer(const std::string& node, const XuQuery& query, std::ui
     bool restartRequested = false;
     int error = 0;
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        GuardedMutex::Lock lock(m_mutex);
         QueryRecord record{node, query, {}, 0};
         if (Is_Set_Request(query.query))
             record.data.assign(data, data + query.size);
@@ -103,25 +103,25 @@ int VirtualModule::Answer(const std::string& node, const XuQuery& query, std::ui
 
 void VirtualModule::Fail_Queries(const FaultRule& rule)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    GuardedMutex::Lock lock(m_mutex);
     m_faults.Add(rule);
 }
 
 void VirtualModule::Clear_Faults()
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    GuardedMutex::Lock lock(m_mutex);
     m_faults.Clear();
 }
 
 std::vector<QueryRecord> VirtualModule::Queries() const
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    GuardedMutex::Lock lock(m_mutex);
     return m_queries;
 }
 
 void VirtualModule::Clear_Queries()
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    GuardedMutex::Lock lock(m_mutex);
     m_queries.clear();
 }
 
@@ -142,7 +142,7 @@ void VirtualModule::Set_Restart_Listener(std::function<void()> listener)
 
 void VirtualModule::Restart_Chip()
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    GuardedMutex::Lock lock(m_mutex);
     m_powered = true;
     if (m_chip) {
         m_chip->Restart();
@@ -152,19 +152,19 @@ void VirtualModule::Restart_Chip()
 
 std::vector<Boot_Mode> VirtualModule::Boots() const
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    GuardedMutex::Lock lock(m_mutex);
     return m_boots;
 }
 
 void VirtualModule::Lose_Power_After(int queries)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    GuardedMutex::Lock lock(m_mutex);
     m_powerLossIn = queries;
 }
 
 void VirtualModule::Renumber(int videoNumber)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    GuardedMutex::Lock lock(m_mutex);
     if (m_config.nodes.empty())
         return;
     const int shift = videoNumber - m_config.nodes.front().number;

@@ -1,6 +1,7 @@
 #ifndef KORVANE_EMULATOR_VIRTUAL_MODULE_H
 #define KORVANE_EMULATOR_VIRTUAL_MODULE_H
 
+#include "camera/GuardedMutex.h"
 #include "emulator/ChipModel.h"
 #include "emulator/FaultPlan.h"
 #include "emulator/ModuleConfig.h"
@@ -8,7 +9,6 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -48,7 +48,7 @@ public:
     template <typename Action>
     auto With_Chip(Action&& action)
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        GuardedMutex::Lock lock(m_mutex);
         return action(*m_chip);
     }
     std::uint8_t Isp(std::uint16_t address);
@@ -73,13 +73,14 @@ public:
 
 private:
     ModuleConfig m_config;
-    mutable std::mutex m_mutex; // guards m_chip's state, m_faults, m_queries, m_powered, m_powerLossIn, m_boots
-    std::unique_ptr<ChipModel> m_chip;
-    FaultPlan m_faults;
-    std::vector<QueryRecord> m_queries;
-    bool m_powered = true;  // false from a restart request or power loss until the chip restarts
-    int m_powerLossIn; // queries left before the power fails; negative: never
-    std::vector<Boot_Mode> m_boots;
+    mutable GuardedMutex m_mutex; // guards m_chip's state, m_faults, m_queries, m_powered, m_powerLossIn, m_boots
+    std::unique_ptr<ChipModel> m_chip KORVANE_PT_GUARDED_BY(m_mutex); // set once, at construction
+    FaultPlan m_faults KORVANE_GUARDED_BY(m_mutex);
+    std::vector<QueryRecord> m_queries KORVANE_GUARDED_BY(m_mutex);
+    // False from a restart request or power loss until the chip restarts.
+    bool m_powered KORVANE_GUARDED_BY(m_mutex) = true;
+    int m_powerLossIn KORVANE_GUARDED_BY(m_mutex); // queries left before the power fails; negative: never
+    std::vector<Boot_Mode> m_boots KORVANE_GUARDED_BY(m_mutex);
     std::function<void()> m_restartListener; // set before the module is plugged in
 };
 

@@ -34,7 +34,7 @@ VirtualTestbed::VirtualTestbed()
 VirtualTestbed::~VirtualTestbed()
 {
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        GuardedMutex::Lock lock(m_mutex);
         m_stopping = true;
     }
     m_changed.notify_all();
@@ -56,7 +56,7 @@ VirtualModule& VirtualTestbed::Add_Module(const ModuleConfig& config)
     slot->module = std::make_unique<VirtualModule>(config);
     Slot* added = slot.get();
     added->module->Set_Restart_Listener([this, added] { On_Restart_Request(*added); });
-    std::lock_guard<std::mutex> lock(m_mutex);
+    GuardedMutex::Lock lock(m_mutex);
     m_slots.push_back(std::move(slot));
     Plug(*added);
     return *added->module;
@@ -120,13 +120,13 @@ void VirtualTestbed::Take_Off_Bus(Slot& slot)
 
 void VirtualTestbed::Unplug(VirtualModule& module)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    GuardedMutex::Lock lock(m_mutex);
     Take_Off_Bus(Slot_Of(module));
 }
 
 void VirtualTestbed::Replug(VirtualModule& module)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    GuardedMutex::Lock lock(m_mutex);
     Slot& slot = Slot_Of(module);
     if (slot.plugged)
         return;
@@ -136,35 +136,43 @@ void VirtualTestbed::Replug(VirtualModule& module)
 
 void VirtualTestbed::Move_On_Reappearance(VirtualModule& module, int videoNumber)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    GuardedMutex::Lock lock(m_mutex);
     Slot_Of(module).nextVideoNumber = videoNumber;
 }
 
 bool VirtualTestbed::Is_Plugged(const VirtualModule& module)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    GuardedMutex::Lock lock(m_mutex);
     return Slot_Of(module).plugged;
 }
 
 bool VirtualTestbed::Wait_Until_Plugged(const VirtualModule& module, bool plugged,
                                         std::chrono::milliseconds timeout)
 {
-    std::unique_lock<std::mutex> lock(m_mutex);
-    Slot& slot = Slot_Of(module);
-    return m_changed.wait_for(lock, timeout, [&] { return slot.plugged == plugged; });
+    GuardedMutex::Lock lock(m_mutex);
+    const Slot& slot = Slot_Of(module);
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (slot.plugged != plugged)
+        if (m_changed.wait_until(lock.unique(), deadline) == std::cv_status::timeout)
+            return slot.plugged == plugged;
+    return true;
 }
 
 bool VirtualTestbed::Wait_Until_Plugged_Times(const VirtualModule& module, int times,
                                               std::chrono::milliseconds timeout)
 {
-    std::unique_lock<std::mutex> lock(m_mutex);
-    Slot& slot = Slot_Of(module);
-    return m_changed.wait_for(lock, timeout, [&] { return slot.timesPlugged >= times; });
+    GuardedMutex::Lock lock(m_mutex);
+    const Slot& slot = Slot_Of(module);
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (slot.timesPlugged < times)
+        if (m_changed.wait_until(lock.unique(), deadline) == std::cv_status::timeout)
+            return slot.timesPlugged >= times;
+    return true;
 }
 
 void VirtualTestbed::Set_Restart_Delay(std::optional<std::chrono::milliseconds> delay)
 {
-    std::lock_guard<std::mutex> lock(m_mutex);
+    GuardedMutex::Lock lock(m_mutex);
     m_restartDelay = delay;
 }
 
@@ -172,7 +180,7 @@ void VirtualTestbed::Set_Restart_Delay(std::optional<std::chrono::milliseconds> 
 void VirtualTestbed::On_Restart_Request(Slot& slot)
 {
     {
-        std::lock_guard<std::mutex> lock(m_mutex);
+        GuardedMutex::Lock lock(m_mutex);
         m_pendingRestarts.push_back(&slot);
     }
     m_changed.notify_all();
@@ -180,9 +188,10 @@ void VirtualTestbed::On_Restart_Request(Slot& slot)
 
 void VirtualTestbed::Restart_Worker()
 {
-    std::unique_lock<std::mutex> lock(m_mutex);
+    GuardedMutex::Lock lock(m_mutex);
     for (;;) {
-        m_changed.wait(lock, [this] { return m_stopping || !m_pendingRestarts.empty(); });
+        while (!m_stopping && m_pendingRestarts.empty())
+            m_changed.wait(lock.unique());
         if (m_stopping)
             return;
         Slot& slot = *m_pendingRestarts.front();
@@ -190,8 +199,12 @@ void VirtualTestbed::Restart_Worker()
         Take_Off_Bus(slot);
         if (!m_restartDelay)
             continue;
+        // Away for the delay, unless the testbed stops meanwhile.
         const auto comeBack = std::chrono::steady_clock::now() + *m_restartDelay;
-        if (m_changed.wait_until(lock, comeBack, [this] { return m_stopping; }))
+        while (!m_stopping)
+            if (m_changed.wait_until(lock.unique(), comeBack) == std::cv_status::timeout)
+                break;
+        if (m_stopping)
             return;
         if (!slot.plugged) {
             slot.module->Restart_Chip();

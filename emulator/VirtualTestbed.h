@@ -1,6 +1,7 @@
 #ifndef KORVANE_EMULATOR_VIRTUAL_TESTBED_H
 #define KORVANE_EMULATOR_VIRTUAL_TESTBED_H
 
+#include "camera/GuardedMutex.h"
 #include "emulator/IoctlNode.h"
 #include "emulator/ModuleConfig.h"
 #include "emulator/VirtualModule.h"
@@ -9,7 +10,6 @@
 #include <condition_variable>
 #include <deque>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -68,21 +68,26 @@ private:
         std::vector<IoctlNode*> liveNodes;
     };
 
-    Slot& Slot_Of(const VirtualModule& module);
-    void Plug(Slot& slot);
-    void Take_Off_Bus(Slot& slot);
+    Slot& Slot_Of(const VirtualModule& module) KORVANE_REQUIRES(m_mutex);
+    void Plug(Slot& slot) KORVANE_REQUIRES(m_mutex);
+    void Take_Off_Bus(Slot& slot) KORVANE_REQUIRES(m_mutex);
     void On_Restart_Request(Slot& slot);
     void Restart_Worker();
 
-    UMockdevTestbed* m_testbed; // owned reference
-    std::mutex m_mutex; // guards m_testbed calls, m_slots, m_nodes, m_pendingRestarts, m_restartDelay, m_stopping
+    // Owned reference, set in the constructor. The calls that change the
+    // device tree are made in Plug and Take_Off_Bus, which require m_mutex.
+    UMockdevTestbed* m_testbed;
+    GuardedMutex m_mutex; // guards m_testbed calls, m_slots, m_nodes, m_pendingRestarts, m_restartDelay, m_stopping
     std::condition_variable m_changed;
-    std::vector<std::unique_ptr<Slot>> m_slots;
+    // The slots' contents too; reached through Slot_Of and the slot pointers
+    // of m_pendingRestarts, with m_mutex held.
+    std::vector<std::unique_ptr<Slot>> m_slots KORVANE_GUARDED_BY(m_mutex);
     // Every node handler made; retired ones are kept for descriptors still connected to them.
-    std::vector<std::unique_ptr<IoctlNode>> m_nodes;
-    std::deque<Slot*> m_pendingRestarts;
-    std::optional<std::chrono::milliseconds> m_restartDelay = std::chrono::milliseconds(1000);
-    bool m_stopping = false;
+    std::vector<std::unique_ptr<IoctlNode>> m_nodes KORVANE_GUARDED_BY(m_mutex);
+    std::deque<Slot*> m_pendingRestarts KORVANE_GUARDED_BY(m_mutex);
+    std::optional<std::chrono::milliseconds> m_restartDelay KORVANE_GUARDED_BY(m_mutex) =
+        std::chrono::milliseconds(1000);
+    bool m_stopping KORVANE_GUARDED_BY(m_mutex) = false;
     std::thread m_restartThread;
 };
 

@@ -9,6 +9,7 @@
 #include <opencv2/videoio.hpp>
 
 #include "RectifyProbe.h"
+#include "camera/CalibrationFormat.h"
 #include "emulator/synthetic/SyntheticSetWriter.h"
 #include "emulator/synthetic/SyntheticStereoModule.h"
 #include "support/TempDir.h"
@@ -146,6 +147,18 @@ TEST(SyntheticModule, CalibrationFileIsTheCameraOwnFormat)
     TempDir dir;
     const std::string written = dir.file("synthetic.yml");
     ASSERT_TRUE(module.rig().writeCalibrationFile(written, kRectSize));
+
+    // The file's keys are the format's, in its write order.
+    std::vector<std::string> keys;
+    {
+        cv::FileStorage fs(written, cv::FileStorage::READ);
+        ASSERT_TRUE(fs.isOpened());
+        keys = fs.root().keys();
+    }
+    std::vector<std::string> expectedKeys;
+    for (const korvane::CalibrationFormat::Entry& entry : korvane::CalibrationFormat::writeOrder())
+        expectedKeys.emplace_back(entry.key);
+    EXPECT_EQ(keys, expectedKeys);
 
     RectifyProbe loaded;
     ASSERT_TRUE(loaded.loadCalibParams(written));
