@@ -464,7 +464,7 @@ void convertRawFisheyeImage(int radius, cv::Mat& left, cv::Mat& right)
     blackOutsideSpans(right, *spans);
 }
 
-FixedPointMaps FixedPointMaps::from(const cv::Mat& mapX, const cv::Mat& mapY)
+korvane::FixedPointMaps korvane::FixedPointMaps::from(const cv::Mat& mapX, const cv::Mat& mapY)
 {
     FixedPointMaps fixed;
     if (mapX.empty() || mapY.empty() || mapX.size() != mapY.size() || mapX.type() != CV_32FC1 ||
@@ -484,13 +484,13 @@ FixedPointMaps FixedPointMaps::from(const cv::Mat& mapX, const cv::Mat& mapY)
     return fixed;
 }
 
-bool FixedPointMaps::madeFrom(const cv::Mat& mapX, const cv::Mat& mapY) const
+bool korvane::FixedPointMaps::madeFrom(const cv::Mat& mapX, const cv::Mat& mapY) const
 {
     return !positions.empty() && sourceX.data == mapX.data && sourceY.data == mapY.data &&
            sourceX.size() == mapX.size() && sourceY.size() == mapY.size();
 }
 
-void splitRawFisheyeFrame(int radius, const cv::Mat& frame, cv::Mat& left, cv::Mat& right)
+void korvane::splitRawFisheyeFrame(int radius, const cv::Mat& frame, cv::Mat& left, cv::Mat& right)
 {
     const int half = frame.cols / 2;
     if (frame.dims != 2 || half == 0 || frame.rows == 0) {

@@ -22,19 +22,6 @@ cv::Mat perspectiveCameraMatrix(cv::Size size, double hFovDegrees);
 // view angle of 180 covers 180/222 of pi, centred on the optical axis.
 cv::Mat lonLatCameraMatrix(cv::Size size, double viewAngleDegrees, double divisor);
 
-} // namespace korvane
-
-// m(row,0)*a + m(row,1)*b + m(row,2)*c with m read as double. A matrix that
-// has no such row or fewer than three columns gives NaN.
-double MatRowMul(cv::Mat m, double a, double b, double c, int row);
-
-// Blacks out, in both images, every pixel outside the circle of the given
-// radius around the integer image centre (cols/2, rows/2). Per row, the
-// columns kept are cx - h to cx + h with h = (int)sqrtf(r^2 - (cy - row)^2);
-// rows farther than the radius go black entirely. Images of any pixel type;
-// nothing happens unless both are non-empty and of the same size.
-void convertRawFisheyeImage(int radius, cv::Mat& left, cv::Mat& right);
-
 // A float map pair (x map, y map) in the fixed-point form that remap uses
 // internally for bilinear interpolation (CV_16SC2 integer positions,
 // CV_16UC1 interpolation table indices), with the float maps it was made
@@ -56,6 +43,19 @@ struct FixedPointMaps
 // circular form above does, in one pass over the frame: the same pixels as
 // copying the halves and then masking them.
 void splitRawFisheyeFrame(int radius, const cv::Mat& frame, cv::Mat& left, cv::Mat& right);
+
+} // namespace korvane
+
+// m(row,0)*a + m(row,1)*b + m(row,2)*c with m read as double. A matrix that
+// has no such row or fewer than three columns gives NaN.
+double MatRowMul(cv::Mat m, double a, double b, double c, int row);
+
+// Blacks out, in both images, every pixel outside the circle of the given
+// radius around the integer image centre (cols/2, rows/2). Per row, the
+// columns kept are cx - h to cx + h with h = (int)sqrtf(r^2 - (cy - row)^2);
+// rows farther than the radius go black entirely. Images of any pixel type;
+// nothing happens unless both are non-empty and of the same size.
+void convertRawFisheyeImage(int radius, cv::Mat& left, cv::Mat& right);
 
 // Blacks out, in both images, every pixel (i, j) with
 // (i - cy)^2/A^2 + (j - cx)^2/B^2 > 1 in single precision, where

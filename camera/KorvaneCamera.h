@@ -56,16 +56,13 @@ private:
     std::unique_ptr<SystemLog> m_deviceLog; // may be null when it could not be made
 };
 
-// Size of the calibration block at flash address 0.
-constexpr std::size_t kCalibrationBlockSize = korvane::CalibrationFormat::kBlockSize;
-
 // Maintenance operation codes of cameraSpecailOprations.
 enum KorvaneMaintenance : int
 {
     kFlashToFile = 0,       // path in: the file to create from the calibration block
     kReservedOperation = 1, // does nothing
     kFirmwareUpdate = 2,    // path in: the firmware image
-    kCalibrationToFlash = 3, // path in: the calibration file (at most kCalibrationBlockSize bytes)
+    kCalibrationToFlash = 3, // path in: the calibration file (at most korvane::CalibrationFormat::kBlockSize bytes)
     kIdentification = 4,    // path out: "bcdDevice-bcdDevice-vid-serial"
 };
 

@@ -78,7 +78,7 @@ int downloadFirmware(_Device_Point_* handle, std::uint8_t* image, std::size_t si
 // Operation 0. False when the output file cannot be created.
 bool flashToFile(_Device_Point_* handle, const std::string& path)
 {
-    std::vector<std::uint8_t> block(kCalibrationBlockSize, 0);
+    std::vector<std::uint8_t> block(korvane::CalibrationFormat::kBlockSize, 0);
     if (Camera_Flash_R_Api(handle, 0, block.data()) != 0)
         return true; // nothing is written; the caller finds no file to load
     File file(std::fopen(path.c_str(), "wb+"));
@@ -133,12 +133,12 @@ bool calibrationToFlash(_Device_Point_* handle, const std::string& path)
         std::printf("Open %s failed\n", path.c_str());
         return false;
     }
-    if (static_cast<unsigned long>(size) > kCalibrationBlockSize) {
+    if (static_cast<unsigned long>(size) > korvane::CalibrationFormat::kBlockSize) {
         std::printf("Calibration file: [%s] %lu bytes does not fit the %zu-byte flash block\n", path.c_str(),
-                    static_cast<unsigned long>(size), kCalibrationBlockSize);
+                    static_cast<unsigned long>(size), korvane::CalibrationFormat::kBlockSize);
         return false;
     }
-    std::vector<std::uint8_t> block(kCalibrationBlockSize, 0);
+    std::vector<std::uint8_t> block(korvane::CalibrationFormat::kBlockSize, 0);
     if (std::fread(block.data(), 1, static_cast<std::size_t>(size), file.get()) != static_cast<std::size_t>(size)) {
         std::printf("Open %s failed\n", path.c_str());
         return false;

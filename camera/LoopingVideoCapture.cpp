@@ -2,6 +2,8 @@
 
 #include <thread>
 
+namespace korvane {
+
 namespace {
 
 // A "%" in the name is an image sequence pattern.
@@ -50,3 +52,5 @@ bool LoopingVideoCapture::atEndOfSequence() const
     const double frames = get(cv::CAP_PROP_FRAME_COUNT);
     return frames > 0.0 && get(cv::CAP_PROP_POS_FRAMES) >= frames;
 }
+
+} // namespace korvane

@@ -6,6 +6,8 @@
 
 #include <opencv2/videoio.hpp>
 
+namespace korvane {
+
 // A video file or image sequence that plays like a camera: frames come at
 // the file's frame rate, and after the last frame it starts over.
 class LoopingVideoCapture : public cv::VideoCapture
@@ -28,5 +30,7 @@ private:
     double m_fps = 30.0;
     std::chrono::steady_clock::time_point m_due;
 };
+
+} // namespace korvane
 
 #endif

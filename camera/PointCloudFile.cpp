@@ -4,6 +4,8 @@
 #include <cstring>
 #include <fstream>
 
+namespace korvane {
+
 namespace {
 
 std::string header(size_t count, PlyFormat format, bool colour)
@@ -88,3 +90,5 @@ bool writePly(const std::string& path, const std::vector<cv::Vec3f>& points, Ply
         putVertex(bytes, p, nullptr, format);
     return writeAll(path, bytes);
 }
+
+} // namespace korvane

@@ -8,6 +8,8 @@
 
 #include "StereoCamera.h"
 
+namespace korvane {
+
 // PLY export of point clouds, readable by common point-cloud tools.
 enum class PlyFormat { BinaryLittleEndian, Ascii };
 
@@ -20,5 +22,7 @@ bool writePly(const std::string& path, const std::vector<PCL>& points,
 // Positions only: x, y, z (float) per vertex.
 bool writePly(const std::string& path, const std::vector<cv::Vec3f>& points,
               PlyFormat format = PlyFormat::BinaryLittleEndian);
+
+} // namespace korvane
 
 #endif

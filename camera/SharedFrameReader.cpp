@@ -9,6 +9,8 @@
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
+namespace korvane {
+
 namespace {
 
 // The module's left image sizes, by the segment they need.
@@ -91,3 +93,5 @@ bool SharedFrameReader::read(cv::Mat& image, std::chrono::milliseconds timeout)
     korvane::shm::storeStatus(m_segment, korvane::shm::kEmpty);
     return true;
 }
+
+} // namespace korvane

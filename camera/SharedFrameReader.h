@@ -8,6 +8,8 @@
 
 #include "SharedFrameLayout.h"
 
+namespace korvane {
+
 // Reads the left images that a capturing process publishes in shared
 // memory for one mounting position (see SharedFrameLayout.h).
 class SharedFrameReader
@@ -41,5 +43,7 @@ private:
     size_t m_segmentBytes = 0;
     std::string m_error;
 };
+
+} // namespace korvane
 
 #endif

@@ -190,7 +190,7 @@ void StereoCamera::captureFrames(SharedSegment& segment)
         }
         noteFrameRead(emptyReads);
         cv::Mat left, right;
-        splitRawFisheyeFrame(m_fisheyeRadius, frame, left, right);
+        korvane::splitRawFisheyeFrame(m_fisheyeRadius, frame, left, right);
         shareLeftImage(segment, left);
         m_frameRate = static_cast<float>(cv::getTickFrequency() / (cv::getTickCount() - t0));
         publishRawPair(std::move(left), std::move(right));
@@ -305,7 +305,7 @@ bool StereoCamera::openVideo(const std::string& source)
         if (source.find(" ! ") != std::string::npos)
             capture.reset(new cv::VideoCapture(source, cv::CAP_GSTREAMER));
         else
-            capture.reset(new LoopingVideoCapture(source));
+            capture.reset(new korvane::LoopingVideoCapture(source));
     } catch (const std::exception&) {
         capture.reset();
     }

@@ -72,6 +72,9 @@ public:
     void Renumber(int videoNumber);
 
 private:
+    // Not behind m_mutex: Config() hands out a reference. Written only by
+    // Renumber, while the module is off the bus and no node of it answers;
+    // only read otherwise.
     ModuleConfig m_config;
     mutable GuardedMutex m_mutex; // guards m_chip's state, m_faults, m_queries, m_powered, m_powerLossIn, m_boots
     std::unique_ptr<ChipModel> m_chip KORVANE_PT_GUARDED_BY(m_mutex); // set once, at construction

@@ -174,7 +174,7 @@ bool saveOutputs(StereoCamera& camera, const std::string& outDir)
     const bool ok = camera.getDepthFrame(depth, true, stamp) && camera.getRectStereoFrame(left, right) &&
                     camera.getPointCloud(cloud, stamp) && cv::imwrite(outDir + "/depth.png", depth) &&
                     cv::imwrite(outDir + "/rect_left.png", left) &&
-                    cv::imwrite(outDir + "/rect_right.png", right) && writePly(outDir + "/cloud.ply", cloud);
+                    cv::imwrite(outDir + "/rect_right.png", right) && korvane::writePly(outDir + "/cloud.ply", cloud);
     if (ok)
         std::printf("\nWrote %s/depth.png, rect_left.png, rect_right.png and cloud.ply (%zu points)\n",
                     outDir.c_str(), cloud.size());

@@ -72,7 +72,7 @@ public:
     explicit BenchCamera(cv::Size rect) : SyntheticCamera(kRawSize, rect, 2, 0) {}
 
     const cv::Mat* maps(int eye) const { return m_rectifier.maps(korvane::StereoRectifier::kPerspective, eye); }
-    const FixedPointMaps& fixedMaps(int eye) const
+    const korvane::FixedPointMaps& fixedMaps(int eye) const
     {
         return m_rectifier.fixedMaps(korvane::StereoRectifier::kPerspective, eye);
     }
@@ -103,7 +103,7 @@ void remapAndMatch(benchmark::State& state)
 // The source as the capture worker reads it, without the 30 fps pace.
 void sourceDecode(benchmark::State& state)
 {
-    LoopingVideoCapture capture(source().pattern, 1e6);
+    korvane::LoopingVideoCapture capture(source().pattern, 1e6);
     cv::Mat frame;
     for (auto _ : state) {
         if (!capture.read(frame) || frame.size() != kRawSize) {
@@ -125,7 +125,7 @@ void splitAndMask(benchmark::State& state)
         if (state.range(0) == 0)
             copyHalvesAndMask(frame, left, right);
         else
-            splitRawFisheyeFrame(kRawSize.width >> 2, frame, left, right);
+            korvane::splitRawFisheyeFrame(kRawSize.width >> 2, frame, left, right);
         benchmark::DoNotOptimize(right.data);
     }
 }

@@ -46,7 +46,7 @@ inline cv::Mat remapped(const cv::Mat& raw, const cv::Mat* maps)
 }
 
 // The same with the fixed-point form of the maps.
-inline cv::Mat remapped(const cv::Mat& raw, const FixedPointMaps& fixed)
+inline cv::Mat remapped(const cv::Mat& raw, const korvane::FixedPointMaps& fixed)
 {
     cv::Mat out;
     cv::remap(raw, out, fixed.positions, fixed.fractions, cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar());

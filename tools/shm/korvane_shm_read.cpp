@@ -88,7 +88,7 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "Cannot create %s: %s\n", o.outDir.c_str(), std::strerror(errno));
         return 1;
     }
-    SharedFrameReader reader;
+    korvane::SharedFrameReader reader;
     if (!reader.attach(o.position)) {
         std::fprintf(stderr, "Position %d: %s\n", o.position, reader.error().c_str());
         return 1;

@@ -244,10 +244,10 @@ TEST(CaptureVideoSource, ImageSequencesPlayAtThirtyFramesPerSecond)
 {
     TempDir dir;
     const std::string sequencePattern = writeTestSequence(dir, cv::Size(928, 400), 2);
-    LoopingVideoCapture sequence(sequencePattern);
+    korvane::LoopingVideoCapture sequence(sequencePattern);
     ASSERT_TRUE(sequence.isOpened());
     EXPECT_EQ(sequence.pace(), 30.0); // the backend itself reports 1 for sequences
-    LoopingVideoCapture file(writeTestVideo(dir, cv::Size(928, 400), 2, 12.0, "twelve.mkv"));
+    korvane::LoopingVideoCapture file(writeTestVideo(dir, cv::Size(928, 400), 2, 12.0, "twelve.mkv"));
     EXPECT_EQ(file.pace(), 12.0);
 }
 
@@ -260,7 +260,7 @@ TEST(CaptureVideoSource, ImageSequencesStartOverWithoutAskingForAMissingFile)
     std::vector<int> indices;
     cv::Mat frame;
     const std::string warnings = stderrOf([&] {
-        LoopingVideoCapture sequence(sequencePattern, 1e6);
+        korvane::LoopingVideoCapture sequence(sequencePattern, 1e6);
         for (int i = 0; i < 7 && sequence.read(frame); ++i)
             indices.push_back(frameIndexOf(frame(cv::Rect(0, 0, 464, 400))));
     });

@@ -114,7 +114,7 @@ TEST(SharedMemoryProtocol, ReaderApiCopiesTheLeftImageAndEmptiesTheSegment)
     TempDir dir;
     CaptureProbe camera(kAbsentDevice);
     startSharing(camera, dir, 5, cv::Size(928, 400));
-    SharedFrameReader reader;
+    korvane::SharedFrameReader reader;
     ASSERT_TRUE(reader.attach(5)) << reader.error();
     EXPECT_EQ(reader.imageSize(), cv::Size(464, 400));
     EXPECT_EQ(reader.segmentBytes(), 556804u);
@@ -124,13 +124,13 @@ TEST(SharedMemoryProtocol, ReaderApiCopiesTheLeftImageAndEmptiesTheSegment)
     EXPECT_EQ(image.at<cv::Vec3b>(0, 0), cv::Vec3b(0, 0, 0)); // masked
     EXPECT_EQ(image.at<cv::Vec3b>(200, 100)[0], 200);
     camera.stopCapture();
-    SharedFrameReader late;
+    korvane::SharedFrameReader late;
     EXPECT_FALSE(late.attach(5)); // the segment went away with the worker
 }
 
 TEST(SharedMemoryProtocol, ReaderWithoutSegmentSaysSo)
 {
-    SharedFrameReader reader;
+    korvane::SharedFrameReader reader;
     EXPECT_FALSE(reader.attach(77));
     EXPECT_NE(reader.error().find("9077"), std::string::npos);
     cv::Mat image;

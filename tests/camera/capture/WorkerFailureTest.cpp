@@ -147,7 +147,7 @@ TEST(WorkerFailure, TheSharedImageNeverLeavesItsSegment)
             camera.setRawFrameSize(cv::Size(928, 400));
             camera.openVideo(video);
             camera.startCapture(false, true);
-            SharedFrameReader reader;
+            korvane::SharedFrameReader reader;
             cv::Mat image;
             for (auto deadline = std::chrono::steady_clock::now() + 10s;
                  image.empty() && std::chrono::steady_clock::now() < deadline;) {
@@ -264,7 +264,7 @@ TEST(SharedMemoryReaderSize, AttachRefusesASizeThatDoesNotMatchTheSegmentExactly
     const int id = shmget(korvane::shm::keyFor(position), korvane::shm::segmentBytesForImage(image),
                           IPC_CREAT | IPC_EXCL | 0600);
     ASSERT_GE(id, 0);
-    SharedFrameReader reader;
+    korvane::SharedFrameReader reader;
     EXPECT_FALSE(reader.attach(position, cv::Size(65536, 65536))) << "an area that wraps round an int";
     EXPECT_FALSE(reader.attach(position, cv::Size(464, 399)));
     EXPECT_FALSE(reader.attach(position, cv::Size(std::numeric_limits<int>::max(), 3)));

@@ -214,7 +214,7 @@ TEST(PointCloudFile, BinaryFileReadsBackTheSamePointsAndColours)
 {
     TempDir dir;
     const auto points = somePoints();
-    ASSERT_TRUE(writePly(dir.file("c.ply"), points));
+    ASSERT_TRUE(korvane::writePly(dir.file("c.ply"), points));
     const PlyContent ply = readPly(dir.file("c.ply"));
     EXPECT_EQ(ply.format, "binary_little_endian");
     EXPECT_EQ(ply.properties, (std::vector<std::string>{"float x", "float y", "float z", "uchar red",
@@ -230,7 +230,7 @@ TEST(PointCloudFile, AsciiFileReadsBackTheSamePoints)
 {
     TempDir dir;
     const auto points = somePoints();
-    ASSERT_TRUE(writePly(dir.file("c.ply"), points, PlyFormat::Ascii));
+    ASSERT_TRUE(korvane::writePly(dir.file("c.ply"), points, korvane::PlyFormat::Ascii));
     const PlyContent ply = readPly(dir.file("c.ply"));
     EXPECT_EQ(ply.format, "ascii");
     ASSERT_EQ(ply.positions.size(), points.size());
@@ -244,7 +244,7 @@ TEST(PointCloudFile, PositionsOnlyHaveNoColourProperties)
 {
     TempDir dir;
     const std::vector<cv::Vec3f> points = {{1, 2, 3}, {4, 5, 6}};
-    ASSERT_TRUE(writePly(dir.file("p.ply"), points));
+    ASSERT_TRUE(korvane::writePly(dir.file("p.ply"), points));
     const PlyContent ply = readPly(dir.file("p.ply"));
     EXPECT_EQ(ply.properties.size(), 3u);
     EXPECT_EQ(ply.positions, points);
@@ -253,8 +253,8 @@ TEST(PointCloudFile, PositionsOnlyHaveNoColourProperties)
 TEST(PointCloudFile, UnwritablePlaceFailsAndLeavesNothing)
 {
     TempDir dir;
-    EXPECT_FALSE(writePly(dir.file("missing/c.ply"), somePoints()));
-    EXPECT_FALSE(writePly(dir.path(), somePoints())); // a directory of that name
+    EXPECT_FALSE(korvane::writePly(dir.file("missing/c.ply"), somePoints()));
+    EXPECT_FALSE(korvane::writePly(dir.path(), somePoints())); // a directory of that name
     std::ifstream part(dir.path() + ".part");
     EXPECT_FALSE(part.good());
 }

@@ -74,7 +74,7 @@ public:
         for (int eye = 0; eye < 2; ++eye)
             for (bool lonLat : {false, true}) {
                 const cv::Mat* maps = m_rectifier.maps(view(lonLat), eye);
-                const FixedPointMaps& fixed = m_rectifier.fixedMaps(view(lonLat), eye);
+                const korvane::FixedPointMaps& fixed = m_rectifier.fixedMaps(view(lonLat), eye);
                 cv::Mat positions, fractions;
                 cv::convertMaps(maps[0], maps[1], positions, fractions, CV_16SC2);
                 if (!sameMatrix(fixed.positions, positions) || !sameMatrix(fixed.fractions, fractions))
@@ -113,7 +113,7 @@ TEST(FramePath, OnePassSplitAndMaskGivesThePixelsOfCopyingThenMasking)
     for (const auto& c : cases) {
         cv::Mat expectedLeft, expectedRight, left, right;
         splitThenMask(c.radius, *c.frame, expectedLeft, expectedRight);
-        splitRawFisheyeFrame(c.radius, *c.frame, left, right);
+        korvane::splitRawFisheyeFrame(c.radius, *c.frame, left, right);
         EXPECT_TRUE(sameMatrix(left, expectedLeft)) << "radius " << c.radius;
         EXPECT_TRUE(sameMatrix(right, expectedRight)) << "radius " << c.radius;
     }
@@ -126,7 +126,7 @@ TEST(FramePath, OnePassSplitLeavesImagesSharedWithOthersAlone)
     cv::Mat right = left.clone();
     const cv::Mat keptLeft = left;
     const cv::Mat keptRight = right;
-    splitRawFisheyeFrame(464, frame, left, right);
+    korvane::splitRawFisheyeFrame(464, frame, left, right);
     EXPECT_NE(left.data, keptLeft.data);
     EXPECT_NE(right.data, keptRight.data);
     EXPECT_EQ(cv::countNonZero(keptLeft.reshape(1) != 0), keptLeft.total() * 3);

@@ -46,7 +46,7 @@ public:
         prepareRectification(0.5f);
         for (int n = 0; n < 4; ++n) {
             cv::Mat left, right;
-            splitRawFisheyeFrame(kRawSize.width >> 2, module.renderFrame(n), left, right);
+            korvane::splitRawFisheyeFrame(kRawSize.width >> 2, module.renderFrame(n), left, right);
             m_pairs[n][0] = left;
             m_pairs[n][1] = right;
         }

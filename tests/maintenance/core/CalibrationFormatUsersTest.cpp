@@ -21,7 +21,6 @@ using korvane::test::TempDir;
 using korvane::test::withoutKey;
 
 static_assert(CalibrationFileCheck::kBlockSize == CalibrationFormat::kBlockSize);
-static_assert(kCalibrationBlockSize == CalibrationFormat::kBlockSize);
 
 // A video device number that no machine here has.
 constexpr int kAbsentDevice = 97;
