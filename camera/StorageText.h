@@ -5,8 +5,9 @@
 // this process. The video library's parser crashes or loops for ever on some
 // malformed input, so a file is refused when it holds bytes no YAML, XML or
 // JSON text holds, or when a trial parse by the program korvane-storage-check
-// faults or runs past a time limit. The parse runs in a program of its own,
-// started with posix_spawn, so that a process with threads never forks.
+// faults or loops past a limit of processor time. The parse runs in a
+// program of its own, started with posix_spawn, so that a process with
+// threads never forks.
 // Not installed.
 
 #include <cstddef>
@@ -26,9 +27,13 @@ constexpr size_t kMaxStorageFileBytes = 16u << 20;
 // Decision on the bytes alone.
 StorageText classifyStorageBytes(const std::string& bytes);
 
-// Time a trial parse may take: a fixed part (1000 ms unless set), and a
-// part per MiB of text, both far above what the parser needs.
+// Processor time a trial parse may use: a fixed part (1000 ms unless set),
+// and a part per MiB of text, both far above what the parser needs. It is
+// processor time, not time on the clock, so that a loaded machine does not
+// refuse good files. A parse that blocks (on a pipe, say) uses none and is
+// ended by the clock, kTrialParseBlockedMilliseconds after that limit.
 constexpr int kTrialParseMillisecondsPerMiB = 250;
+constexpr int kTrialParseBlockedMilliseconds = 30000;
 void setTrialParseBaseMilliseconds(int milliseconds);
 
 // Reads the file as the parser will see it (decompressed when the name ends
@@ -36,9 +41,11 @@ void setTrialParseBaseMilliseconds(int milliseconds);
 StorageText inspectStorageFile(const std::string& fileName);
 
 // Has korvane-storage-check parse the file and visit every node; true when
-// it ended normally within the time limit (a parse error is normal). Without
-// that program (a broken installation) true, said once on standard error.
+// it ended normally within the limit of processor time (a parse error is
+// normal). Without that program (a broken installation) true, said once on
+// standard error.
 bool trialParseSucceeds(const std::string& fileName, int milliseconds);
+bool trialParseSucceeds(const std::string& fileName, int milliseconds, int blockedMilliseconds);
 
 } // namespace korvane
 

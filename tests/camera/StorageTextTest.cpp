@@ -1,9 +1,15 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <chrono>
 #include <fstream>
+#include <future>
 #include <iterator>
+#include <thread>
 
+#include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <zlib.h>
 
@@ -52,6 +58,22 @@ std::string fileBytes(const std::string& path)
 {
     std::ifstream file(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(file), {});
+}
+
+// Writes text into a named pipe once its reader has opened it, giving up
+// after a few seconds; false when no reader came.
+bool writeWhenRead(const std::string& pipe, const std::string& text)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    int fd = -1;
+    while ((fd = open(pipe.c_str(), O_WRONLY | O_NONBLOCK)) < 0) {
+        if (errno != ENXIO || std::chrono::steady_clock::now() > deadline)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    const bool written = write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    close(fd);
+    return written;
 }
 
 } // namespace
@@ -133,4 +155,28 @@ TEST(StorageText, DescriptorNamesOfThisProcessAreParsedAsTheSameFile)
     const MemoryFile good(sampleCalibrationYaml());
     EXPECT_TRUE(trialParseSucceeds(good.path(), 5000));
     EXPECT_EQ(inspectStorageFile(good.path()), StorageText::Text);
+}
+
+// The limit counts the parser's processor time: a parse that waits longer
+// than the limit without using the processor (as on a machine whose cores
+// are all busy) is not refused.
+TEST(StorageText, TimeTheParserSpendsWaitingIsNotCountedAgainstIt)
+{
+    TempDir dir;
+    const std::string pipe = dir.file("waiting.yml");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    auto verdict = std::async(std::launch::async, [&] { return trialParseSucceeds(pipe, 300); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+    ASSERT_TRUE(writeWhenRead(pipe, sampleCalibrationYaml()));
+    EXPECT_TRUE(verdict.get());
+}
+
+TEST(StorageText, AParseBlockedOnItsInputIsRefusedWhenTheClockRunsOut)
+{
+    TempDir dir;
+    const std::string pipe = dir.file("never-written.yml");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    const auto started = std::chrono::steady_clock::now();
+    EXPECT_FALSE(trialParseSucceeds(pipe, 300, 500));
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(30));
 }

@@ -1,7 +1,9 @@
 #include "CaptureTestSupport.h"
 
 #include <chrono>
+#include <vector>
 
+#include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/videoio.hpp>
 
@@ -25,12 +27,20 @@ std::string writeTestVideo(const TempDir& dir, cv::Size raw, int frames, double 
 {
     const std::string path = dir.file(name);
     cv::VideoWriter writer(path, cv::VideoWriter::fourcc('F', 'F', 'V', '1'), fps, raw, true);
-    cv::Mat frame(raw, CV_8UC3);
+    // Pixel (r, c) of frame i is (200, (r + i) & 0xff, c & 0xff), built from
+    // whole-image operations: a loop over every pixel is slow under the
+    // sanitizers.
+    cv::Mat columnRamp(1, raw.width, CV_8U);
+    for (int c = 0; c < raw.width; ++c)
+        columnRamp.at<uchar>(0, c) = static_cast<uchar>(c & 0xff);
+    const cv::Mat blue(raw, CV_8U, cv::Scalar(200));
+    const cv::Mat red = cv::repeat(columnRamp, raw.height, 1);
+    cv::Mat rowRamp(raw.height, 1, CV_8U);
+    cv::Mat frame;
     for (int i = 0; i < frames; ++i) {
         for (int r = 0; r < raw.height; ++r)
-            for (int c = 0; c < raw.width; ++c)
-                frame.at<cv::Vec3b>(r, c) = cv::Vec3b(200, static_cast<uchar>((r + i) & 0xff),
-                                                      static_cast<uchar>(c & 0xff));
+            rowRamp.at<uchar>(r, 0) = static_cast<uchar>((r + i) & 0xff);
+        cv::merge(std::vector<cv::Mat>{blue, cv::repeat(rowRamp, 1, raw.width), red}, frame);
         const int half = raw.width / 2;
         frame(centreBlock(half, raw.height)).setTo(cv::Scalar(i, 10, 20));
         frame(centreBlock(half, raw.height) + cv::Point(half, 0)).setTo(cv::Scalar(i, 10, 20));

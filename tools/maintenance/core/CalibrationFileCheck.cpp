@@ -19,7 +19,7 @@ namespace {
 
 using Entry = CalibrationFormat::Entry;
 
-// Time the trial parse of a text of at most one block may take.
+// Processor time the trial parse of a text of at most one block may use.
 constexpr int kTrialParseMilliseconds = 2000;
 
 std::string shapeText(const cv::Mat& m)
