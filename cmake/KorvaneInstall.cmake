@@ -14,6 +14,8 @@ install(DIRECTORY camera/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane/camera
   PATTERN "MatrixFileValues.h" EXCLUDE
   PATTERN "StorageText.h" EXCLUDE
   PATTERN "CalibrationBlock.h" EXCLUDE)
+install(FILES ${KORVANE_GENERATED_DIR}/camera/KorvaneVersion.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane/camera)
 install(DIRECTORY include/Extension_Unit_Class/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane/Extension_Unit_Class
   FILES_MATCHING PATTERN "*.h")

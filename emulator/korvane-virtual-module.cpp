@@ -7,6 +7,7 @@
 #include "emulator/QueryFormat.h"
 #include "emulator/UmockdevPreload.h"
 #include "emulator/VirtualTestbed.h"
+#include "tools/options/ProgramVersion.h"
 
 #include <csignal>
 #include <cstdio>
@@ -135,6 +136,8 @@ void Write_Query_Log(const std::string& path, const std::vector<VirtualModule*>&
 
 int main(int argc, char** argv)
 {
+    if (const std::optional<int> status = versionIfAsked(argc, argv, "korvane-virtual-module"))
+        return *status;
     if (Wants_Help(argc, argv)) {
         Print_Usage(argc < 2 ? stderr : stdout);
         return argc < 2 ? 2 : 0;

@@ -10,6 +10,7 @@
 #include <opencv2/core.hpp>
 #include <opencv2/highgui.hpp>
 
+#include "ProgramVersion.h"
 #include "ToolOptions.h"
 #include "ViewerArguments.h"
 #include "WindowDisplay.h"
@@ -17,6 +18,8 @@
 
 int main(int argc, char** argv)
 {
+    if (const std::optional<int> status = versionIfAsked(argc, argv, "korvane_viewer"))
+        return *status;
     ViewerArguments arguments;
     std::string error;
     if (!arguments.parse(argc, argv, error)) {

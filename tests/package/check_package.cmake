@@ -1,6 +1,6 @@
 # Installs the built kit into a scratch prefix, then builds and runs a small
 # project against it twice: through find_package(KorvaneSDK) and through
-# pkg-config. Arguments: -DBUILD_DIR= -DSOURCE_DIR= -DWORK_DIR=
+# pkg-config. Arguments: -DBUILD_DIR= -DSOURCE_DIR= -DWORK_DIR= -DEXPECTED_VERSION=
 file(REMOVE_RECURSE ${WORK_DIR})
 set(prefix ${WORK_DIR}/prefix)
 
@@ -13,13 +13,22 @@ function(run)
 endfunction()
 
 run(${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
+# The installed programs find the kit's libraries by themselves.
+run(${prefix}/bin/korvane-maintenance --version)
+if(NOT last_output STREQUAL "korvane-maintenance ${EXPECTED_VERSION}\n")
+  message(FATAL_ERROR "the installed maintenance tool did not run by itself: ${last_output}")
+endif()
+if(NOT EXISTS ${prefix}/include/korvane/camera/KorvaneVersion.h)
+  message(FATAL_ERROR "the version header is not installed")
+endif()
+
 run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/package/consumer -B ${WORK_DIR}/cmake-consumer
     -G Ninja -DCMAKE_PREFIX_PATH=${prefix})
 run(${CMAKE_COMMAND} --build ${WORK_DIR}/cmake-consumer)
 set(ENV{LD_LIBRARY_PATH} ${prefix}/lib)
 set(ENV{OPENCV_LOG_LEVEL} SILENT)
 run(${WORK_DIR}/cmake-consumer/consumer)
-if(NOT last_output MATCHES "consumer ok")
+if(NOT last_output MATCHES "consumer ok \\(kit ${EXPECTED_VERSION}\\)")
   message(FATAL_ERROR "the find_package consumer did not run: ${last_output}")
 endif()
 
@@ -30,7 +39,7 @@ separate_arguments(flags UNIX_COMMAND "${flags}")
 run(c++ -std=c++17 ${SOURCE_DIR}/tests/package/consumer/consumer.cpp ${flags}
     -o ${WORK_DIR}/pkgconfig-consumer)
 run(${WORK_DIR}/pkgconfig-consumer)
-if(NOT last_output MATCHES "consumer ok")
+if(NOT last_output MATCHES "consumer ok \\(kit ${EXPECTED_VERSION}\\)")
   message(FATAL_ERROR "the pkg-config consumer did not run: ${last_output}")
 endif()
 message(STATUS "installed package works through find_package and pkg-config")

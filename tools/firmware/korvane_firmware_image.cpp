@@ -3,6 +3,7 @@
 //   korvane-firmware-image --list
 
 #include "Firmware_Image_Generator.h"
+#include "ProgramVersion.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -41,6 +42,8 @@ bool Parse_Number(const char* text, std::uint32_t& value)
 
 int main(int argc, char** argv)
 {
+    if (const std::optional<int> status = versionIfAsked(argc, argv, "korvane-firmware-image"))
+        return *status;
     const Firmware_Image_Form* form = nullptr;
     std::uint32_t length = 0;
     std::uint32_t seed = 1;

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "ProgramVersion.h"
 #include "camera/ModuleFrameSize.h"
 
 namespace {
@@ -37,6 +38,8 @@ bool parseLong(const char* text, long& value)
 std::optional<int> helpOrBadArguments(int argc, char** argv, const std::function<bool(std::string& error)>& parse,
                                       const char* program, const char* usage)
 {
+    if (const std::optional<int> status = versionIfAsked(argc, argv, program))
+        return status;
     if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
         std::fputs(usage, stdout);
         return 0;

@@ -14,7 +14,8 @@
 // The exit status of a program given bad arguments.
 constexpr int kBadArgumentsStatus = 2;
 
-// --help or -h alone prints the usage text on stdout and ends with 0; when
+// --version alone prints the program's name and the kit's version on
+// stdout and ends with 0. --help or -h alone prints the usage text on stdout and ends with 0; when
 // `parse` refuses the arguments, "<program>: <its error>" and the usage go
 // to stderr and the program ends with 2. Empty when it goes on with its
 // parsed options.

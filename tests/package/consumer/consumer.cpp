@@ -1,6 +1,7 @@
 #include <cstdio>
 
 #include <Extension_Unit_Class/camera_api.h>
+#include <camera/KorvaneVersion.h>
 #include <camera/StereoCamera.h>
 #include <camera/SystemLog.h>
 
@@ -13,6 +14,6 @@ int main()
     StereoCamera camera(97);
     const bool ok = !camera.isOpened() && camera.setRawFrameSize(cv::Size(928, 400)) &&
                     camera.getRawFrameSize() == cv::Size(928, 400);
-    std::printf("%s\n", ok ? "consumer ok" : "consumer failed");
+    std::printf("%s (kit %s)\n", ok ? "consumer ok" : "consumer failed", KORVANE_VERSION);
     return ok ? 0 : 1;
 }
