@@ -2,6 +2,7 @@
 #define KORVANE_EMULATOR_MODULE_CONFIG_H
 
 #include "emulator/FaultPlan.h"
+#include "emulator/ModuleUsbIds.h"
 
 #include <cstdint>
 #include <string>
@@ -45,8 +46,8 @@ struct ModuleConfig
     // The 16-byte identification block at 0xDE00 (ISP memory piece 13,
     // offset 3584) of the flash, zero-padded; empty: the serial number.
     std::string identification;
-    std::uint16_t vendorId = 0x1bcf;
-    std::uint16_t productId = 0x2cd1;
+    std::uint16_t vendorId = kModuleVendorId;
+    std::uint16_t productId = kModuleProductId;
     std::string bcdDevice = "0100";
     std::string serial = "KV0000000001";
     std::string manufacturer = "Korvane";
