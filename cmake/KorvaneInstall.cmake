@@ -2,23 +2,13 @@ include(CMakePackageConfigHelpers)
 
 set(KORVANE_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/KorvaneSDK)
 
-install(TARGETS korvane_camera korvane_control
+install(TARGETS korvane_camera korvane_control korvane_synthetic
   EXPORT KorvaneSDKTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
-  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane)
-
-install(DIRECTORY camera/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane/camera
-  FILES_MATCHING PATTERN "*.h"
-  PATTERN "MatrixFileValues.h" EXCLUDE
-  PATTERN "StorageText.h" EXCLUDE
-  PATTERN "CalibrationBlock.h" EXCLUDE)
-install(FILES ${KORVANE_GENERATED_DIR}/camera/KorvaneVersion.h
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane/camera)
-install(DIRECTORY include/Extension_Unit_Class/
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane/Extension_Unit_Class
-  FILES_MATCHING PATTERN "*.h")
+  FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane
+  FILE_SET generated_headers DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/korvane)
 
 install(EXPORT KorvaneSDKTargets NAMESPACE Korvane:: DESTINATION ${KORVANE_CMAKE_DIR})
 

@@ -21,6 +21,14 @@ endif()
 if(NOT EXISTS ${prefix}/include/korvane/camera/KorvaneVersion.h)
   message(FATAL_ERROR "the version header is not installed")
 endif()
+# Internal headers stay in the source tree.
+foreach(internal camera/StorageText.h camera/StreamPipeline.h camera/CalibrationBlock.h
+                 Extension_Unit_Class/Chip_Registry.h Extension_Unit_Class/Extension_Unit_Chip_Table.h
+                 Extension_Unit_Class/List_Container.h Extension_Unit_Class/Extunit.h)
+  if(EXISTS ${prefix}/include/korvane/${internal})
+    message(FATAL_ERROR "internal header installed: ${internal}")
+  endif()
+endforeach()
 
 run(${CMAKE_COMMAND} -S ${SOURCE_DIR}/tests/package/consumer -B ${WORK_DIR}/cmake-consumer
     -G Ninja -DCMAKE_PREFIX_PATH=${prefix})
@@ -30,6 +38,10 @@ set(ENV{OPENCV_LOG_LEVEL} SILENT)
 run(${WORK_DIR}/cmake-consumer/consumer)
 if(NOT last_output MATCHES "consumer ok \\(kit ${EXPECTED_VERSION}\\)")
   message(FATAL_ERROR "the find_package consumer did not run: ${last_output}")
+endif()
+run(${WORK_DIR}/cmake-consumer/synthetic_consumer)
+if(NOT last_output STREQUAL "synthetic consumer ok\n")
+  message(FATAL_ERROR "the Korvane::synthetic consumer did not run: ${last_output}")
 endif()
 
 set(ENV{PKG_CONFIG_PATH} ${prefix}/lib/pkgconfig)
@@ -42,4 +54,14 @@ run(${WORK_DIR}/pkgconfig-consumer)
 if(NOT last_output MATCHES "consumer ok \\(kit ${EXPECTED_VERSION}\\)")
   message(FATAL_ERROR "the pkg-config consumer did not run: ${last_output}")
 endif()
+# Every installed header compiles on its own: it includes what it uses, and
+# nothing it includes was left uninstalled.
+file(GLOB_RECURSE headers ${prefix}/include/korvane/*.h)
+list(LENGTH headers header_count)
+if(header_count LESS 10)
+  message(FATAL_ERROR "too few installed headers: ${headers}")
+endif()
+run(c++ -std=c++17 -fsyntax-only -Wall -Wextra -Werror -x c++ ${headers} ${flags})
+message(STATUS "${header_count} installed headers compile alone")
+
 message(STATUS "installed package works through find_package and pkg-config")
