@@ -9,10 +9,11 @@
 #include <vector>
 
 #include <opencv2/core.hpp>
+#include "camera/KorvaneCameraExport.h"
 
 namespace korvane {
 
-class CalibrationFormat
+class KORVANE_CAMERA_EXPORT CalibrationFormat
 {
 public:
     // Size of the block at flash address 0 that holds the file followed by

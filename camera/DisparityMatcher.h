@@ -3,6 +3,7 @@
 
 #include <opencv2/calib3d.hpp>
 #include <opencv2/core.hpp>
+#include "camera/KorvaneCameraExport.h"
 
 namespace korvane {
 
@@ -10,7 +11,7 @@ namespace korvane {
 // fixed settings, and one match as the worker makes it: semi-global
 // matching (0) on the colour pair, block matching (1) on its grey images.
 // Each matching lane owns one; a matcher is not shared between threads.
-class DisparityMatcher
+class KORVANE_CAMERA_EXPORT DisparityMatcher
 {
 public:
     static constexpr int kSemiGlobal = 0;

@@ -13,10 +13,11 @@
 #include <opencv2/core.hpp>
 
 #include "GuardedMutex.h"
+#include "camera/KorvaneCameraExport.h"
 
 namespace korvane {
 
-class FramePublisher
+class KORVANE_CAMERA_EXPORT FramePublisher
 {
 public:
     // A pair of images (raw left and right, or a centre image and its

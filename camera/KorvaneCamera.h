@@ -9,6 +9,7 @@
 #include "CalibrationFormat.h"
 #include "StereoCamera.h"
 #include "SystemLog.h"
+#include "camera/KorvaneCameraExport.h"
 
 // The stereo camera bound to a Korvane USB module: a StereoCamera that loads
 // the factory calibration from the module's serial flash when it is made,
@@ -18,7 +19,7 @@
 // Construction never fails outright: when the flash holds no usable
 // calibration the device log says so and the caller can still load a
 // calibration file from disk with loadCalibParams().
-class KorvaneCamera : public StereoCamera
+class KORVANE_CAMERA_EXPORT KorvaneCamera : public StereoCamera
 {
 public:
     // The module on video device 0.
@@ -73,19 +74,19 @@ enum KorvaneMaintenance : int
 // whether a download or a flash write worked is printed ("done!" or
 // "failed!"), not returned. Every camera handle is released before it
 // returns.
-int cameraSpecailOprations(int deviceNode, std::string& path, int op);
+KORVANE_CAMERA_EXPORT int cameraSpecailOprations(int deviceNode, std::string& path, int op);
 
 // Mounting helpers. axis is a character code: 'x', 'y' or 'z'; angle in
 // radians (computed in single precision).
 
 // 3 x 3 single-precision rotation about the axis; an empty matrix for any
 // other axis code.
-cv::Mat getRotationMatrix(int axis, float angle);
+KORVANE_CAMERA_EXPORT cv::Mat getRotationMatrix(int axis, float angle);
 
 // 4 x 4 single-precision homogeneous transform: the rotation above, then the
 // translation t = (t0, t1, t2) read from the first three elements of t
 // (a 1 x 3 matrix of doubles; zeros when t is empty). An empty matrix for any
 // other axis code, and when t holds fewer than three numbers.
-cv::Mat getTranslationMatrix(int axis, float angle, cv::Mat t);
+KORVANE_CAMERA_EXPORT cv::Mat getTranslationMatrix(int axis, float angle, cv::Mat t);
 
 #endif

@@ -5,12 +5,13 @@
 #include <string>
 
 #include <opencv2/videoio.hpp>
+#include "camera/KorvaneCameraExport.h"
 
 namespace korvane {
 
 // A video file or image sequence that plays like a camera: frames come at
 // the file's frame rate, and after the last frame it starts over.
-class LoopingVideoCapture : public cv::VideoCapture
+class KORVANE_CAMERA_EXPORT LoopingVideoCapture : public cv::VideoCapture
 {
 public:
     // fps: the pace; 0 takes the file's own rate (30 when it has none, as

@@ -7,6 +7,7 @@
 #include <opencv2/core.hpp>
 
 #include "StereoCamera.h"
+#include "camera/KorvaneCameraExport.h"
 
 namespace korvane {
 
@@ -16,11 +17,11 @@ enum class PlyFormat { BinaryLittleEndian, Ascii };
 // Writes x, y, z (float, metres) and red, green, blue (uchar) per vertex.
 // False, with nothing left half-written under `path`, when the file cannot
 // be written.
-bool writePly(const std::string& path, const std::vector<PCL>& points,
+KORVANE_CAMERA_EXPORT bool writePly(const std::string& path, const std::vector<PCL>& points,
               PlyFormat format = PlyFormat::BinaryLittleEndian);
 
 // Positions only: x, y, z (float) per vertex.
-bool writePly(const std::string& path, const std::vector<cv::Vec3f>& points,
+KORVANE_CAMERA_EXPORT bool writePly(const std::string& path, const std::vector<cv::Vec3f>& points,
               PlyFormat format = PlyFormat::BinaryLittleEndian);
 
 } // namespace korvane

@@ -7,12 +7,13 @@
 #include <opencv2/core.hpp>
 
 #include "SharedFrameLayout.h"
+#include "camera/KorvaneCameraExport.h"
 
 namespace korvane {
 
 // Reads the left images that a capturing process publishes in shared
 // memory for one mounting position (see SharedFrameLayout.h).
-class SharedFrameReader
+class KORVANE_CAMERA_EXPORT SharedFrameReader
 {
 public:
     SharedFrameReader() = default;

@@ -23,6 +23,7 @@
 #include "GuardedMutex.h"
 #include "StreamSink.h"
 #include "SystemLog.h"
+#include "camera/KorvaneCameraExport.h"
 
 
 // One coloured point of a point cloud: position in metres in the left eye's
@@ -39,7 +40,7 @@ struct PCL
 //
 // Every public operation is virtual so that a derived device camera can
 // stand in for it. Fields are protected so that derived classes reach them.
-class StereoCamera
+class KORVANE_CAMERA_EXPORT StereoCamera
 {
 public:
     // A raw pair (left, right) or a disparity result (centre image,
@@ -337,10 +338,10 @@ private:
 // image, channels B, G, R: blue near, green in the middle, red far. Each
 // channel keeps only the low byte of its rounded value, so the nearest and
 // farthest ends wrap (510 becomes 254); that is the depth image's look.
-cv::Vec3b getclolor(float min, float max, float value);
+KORVANE_CAMERA_EXPORT cv::Vec3b getclolor(float min, float max, float value);
 // Single channels of an alternative colour ramp (not used by the kit).
-uchar getBlueSegVal(float min, float max, float value);
-uchar getGreenSegVal(float min, float max, float value);
-uchar getRedSegVal(float min, float max, float value);
+KORVANE_CAMERA_EXPORT uchar getBlueSegVal(float min, float max, float value);
+KORVANE_CAMERA_EXPORT uchar getGreenSegVal(float min, float max, float value);
+KORVANE_CAMERA_EXPORT uchar getRedSegVal(float min, float max, float value);
 
 #endif

@@ -8,10 +8,11 @@
 #include <opencv2/core.hpp>
 
 #include "FisheyeRectify.h"
+#include "camera/KorvaneCameraExport.h"
 
 namespace korvane {
 
-class StereoRectifier
+class KORVANE_CAMERA_EXPORT StereoRectifier
 {
 public:
     // The views, numbered as the camera's depth mode numbers them.

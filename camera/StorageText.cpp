@@ -7,7 +7,6 @@
 #include <chrono>
 #include <mutex>
 #include <csignal>
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -54,28 +53,6 @@ bool readCompressed(const std::string& fileName, std::string& bytes)
         bytes.append(buffer, static_cast<size_t>(n));
     gzclose(file);
     return n >= 0;
-}
-
-constexpr const char* kStorageCheckName = "korvane-storage-check";
-
-bool isExecutable(const std::string& path) { return access(path.c_str(), X_OK) == 0; }
-
-// The trial parser: next to this library in the build tree, under libexec
-// when installed (found from the library's own place).
-std::string storageCheckProgram()
-{
-    Dl_info info{};
-    if (dladdr(reinterpret_cast<void*>(&inspectStorageFile), &info) == 0 || !info.dli_fname)
-        return {};
-    std::string directory = info.dli_fname;
-    const size_t slash = directory.rfind('/');
-    directory = slash == std::string::npos ? "." : directory.substr(0, slash);
-    for (const std::string& candidate :
-         {directory + "/" + kStorageCheckName,
-          directory + "/" + KORVANE_STORAGE_CHECK_FROM_LIBDIR + "/" + kStorageCheckName})
-        if (isExecutable(candidate))
-            return candidate;
-    return {};
 }
 
 // A name of this process's own descriptors (/proc/self/fd/N, /dev/fd/N)

@@ -36,6 +36,12 @@ constexpr int kTrialParseMillisecondsPerMiB = 250;
 constexpr int kTrialParseBlockedMilliseconds = 30000;
 void setTrialParseBaseMilliseconds(int milliseconds);
 
+// Path of the trial parser program, or "" when it is not found. Compiled
+// apart for the shared library and for the kit's own statically linked
+// programs (StorageCheckPlace.cpp), which look in different places.
+constexpr const char* kStorageCheckName = "korvane-storage-check";
+std::string storageCheckProgram();
+
 // Reads the file as the parser will see it (decompressed when the name ends
 // in ".gz"), classifies the bytes, then has the trial parser read it once.
 StorageText inspectStorageFile(const std::string& fileName);

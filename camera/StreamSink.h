@@ -10,10 +10,11 @@
 #include <opencv2/videoio.hpp>
 
 #include "GuardedMutex.h"
+#include "camera/KorvaneCameraExport.h"
 
 namespace korvane::stream {
 
-class StreamSink
+class KORVANE_CAMERA_EXPORT StreamSink
 {
 public:
     // Opens a writer on target (a GStreamer pipeline with cv::CAP_ANY, an

@@ -2,13 +2,14 @@
 #define KORVANE_CAMERA_SYSTEMLOG_H
 
 #include <string>
+#include "camera/KorvaneCameraExport.h"
 
 // Levelled, coloured, printf-style console log of one named component.
 // Every message goes to standard output as: colour sequence, "[name]",
 // level label, the caller's text (which carries its own line end), "\033[0m".
 // Level gates: errors at 0 and above, information and warnings at 1 and
 // above, the three debug kinds at 2 and above; -1 silences everything.
-class SystemLog
+class KORVANE_CAMERA_EXPORT SystemLog
 {
 public:
     explicit SystemLog(std::string name);

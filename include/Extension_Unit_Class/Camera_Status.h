@@ -1,6 +1,8 @@
 #ifndef KORVANE_EXTENSION_UNIT_CAMERA_STATUS_H
 #define KORVANE_EXTENSION_UNIT_CAMERA_STATUS_H
 
+#include "Extension_Unit_Class/KorvaneControlExport.h"
+
 // The status codes of the camera control channel: 0 for success, a
 // negative value for a failure. Every function of the channel returns a
 // plain int holding one of these.
@@ -55,6 +57,6 @@ enum class Camera_Operation
 
 // A short English text of what code means as a result of that kind of
 // operation; "an unknown status" for a value such an operation never gives.
-const char* Camera_Status_Message(Camera_Operation operation, int code);
+KORVANE_CONTROL_EXPORT const char* Camera_Status_Message(Camera_Operation operation, int code);
 
 #endif

@@ -8,11 +8,14 @@
 #include "Extension_Unit_Class/SerialFlashCommand.h"
 
 #include <cstdint>
+#include "Extension_Unit_Class/KorvaneControlExport.h"
 
-class Extension_Unit_Base_Protocol
+class KORVANE_CONTROL_EXPORT Extension_Unit_Base_Protocol
 {
 public:
-    virtual ~Extension_Unit_Base_Protocol() = default;
+    // Defined out of line, so that the interface's vtable and type information
+    // have one home in the control library.
+    virtual ~Extension_Unit_Base_Protocol();
 
     virtual int Read_ISP_Register(std::uint16_t address, std::uint8_t* value) = 0;
     virtual int Write_ISP_Register(std::uint16_t address, std::uint8_t value) = 0;

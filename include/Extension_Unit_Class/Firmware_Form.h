@@ -8,6 +8,7 @@
 #include "Extension_Unit_Class/ISP_TYPE.h"
 
 #include <cstdint>
+#include "Extension_Unit_Class/KorvaneControlExport.h"
 
 // Variants in the second byte of a FirmwareType value.
 constexpr std::int32_t FIRMWARE_VARIANT_1 = 0x100;
@@ -28,10 +29,10 @@ constexpr std::uint32_t FIRMWARE_KUN_TAIL_OFFSET = 0xFFFE;
 
 // The form of an image: low byte an ISP_TYPE, second byte a variant
 // (0, 1, or 0xFF when the size does not fit); -1 for no known form.
-std::int32_t FirmwareType(const unsigned char* image, unsigned int length);
+KORVANE_CONTROL_EXPORT std::int32_t FirmwareType(const unsigned char* image, unsigned int length);
 
 // 1 when the image may be written, -5 otherwise; acceptAll accepts every
 // image. The third argument is not consulted.
-int FW_Support_Device(unsigned char* image, unsigned int length, unsigned int reserved, bool acceptAll);
+KORVANE_CONTROL_EXPORT int FW_Support_Device(unsigned char* image, unsigned int length, unsigned int reserved, bool acceptAll);
 
 #endif

@@ -14,8 +14,9 @@
 #include <memory>
 #include <string>
 #include <vector>
+#include "Extension_Unit_Class/KorvaneControlExport.h"
 
-class Module_Handle
+class KORVANE_CONTROL_EXPORT Module_Handle
 {
 public:
     // A handle on the camera at that index of the present list; null when

@@ -8,11 +8,12 @@
 // A module without a serial number is told by its bus place instead.
 
 #include <string>
+#include "Extension_Unit_Class/KorvaneControlExport.h"
 
 struct _info_camera_os_;
 struct _info_camera_String_;
 
-class Module_Identity
+class KORVANE_CONTROL_EXPORT Module_Identity
 {
 public:
     // An identity that matches no module.

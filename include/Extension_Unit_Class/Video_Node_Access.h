@@ -8,8 +8,9 @@
 
 #include <string>
 #include <vector>
+#include "Extension_Unit_Class/KorvaneControlExport.h"
 
-class Video_Node_Access
+class KORVANE_CONTROL_EXPORT Video_Node_Access
 {
 public:
     // Opens a video node as enumeration does (read-write, non-blocking): the

@@ -18,6 +18,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include "Extension_Unit_Class/KorvaneControlExport.h"
 
 // The USB strings of a camera.
 typedef struct _info_camera_String_
@@ -82,39 +83,39 @@ typedef struct _Device_Point_
 } Device_Point;
 
 // Enumerate afresh (the list is made on first use); the number of cameras.
-int Camera_Init();
-int Camera_Poll_Camera_Count();
+KORVANE_CONTROL_EXPORT int Camera_Init();
+KORVANE_CONTROL_EXPORT int Camera_Poll_Camera_Count();
 // The same enumeration; stores the number in *count and returns 0 (-1 for a null count).
-int Camera_Count(int* count);
+KORVANE_CONTROL_EXPORT int Camera_Count(int* count);
 // Deletes the list, destroying its protocols; 0.
-int Camera_UnInit();
-int Camera_UNInit();
+KORVANE_CONTROL_EXPORT int Camera_UnInit();
+KORVANE_CONTROL_EXPORT int Camera_UNInit();
 // Resets every camera of the list, then deletes it; the number of cameras, -1 without a list.
-int Camera_Reset();
+KORVANE_CONTROL_EXPORT int Camera_Reset();
 
 // A new access record for a camera index below the count, else null. Free with Camera_Device_Point_UnInit.
-_Device_Point_* Camera_Device_Point_Init(int index);
+KORVANE_CONTROL_EXPORT _Device_Point_* Camera_Device_Point_Init(int index);
 // Frees the record and nulls the pointer.
-void Camera_Device_Point_UnInit(_Device_Point_** device);
+KORVANE_CONTROL_EXPORT void Camera_Device_Point_UnInit(_Device_Point_** device);
 
 // The camera's USB strings (empty for an index out of range); 0, or -1 without a list.
-int Camera_Get_Camera_String(unsigned index, info_camera_String* info);
+KORVANE_CONTROL_EXPORT int Camera_Get_Camera_String(unsigned index, info_camera_String* info);
 // The same for the record's camera; 0 (-1 for a null record or info).
-int Camera_Get_Info_String_Api(_Device_Point_* device, info_camera_String* info);
+KORVANE_CONTROL_EXPORT int Camera_Get_Info_String_Api(_Device_Point_* device, info_camera_String* info);
 // IDs, node path and bus place of the record's camera; 0 (-1 for a null record or info).
-int Camera_Get_information_Api(_Device_Point_* device, info_camera_os* info);
+KORVANE_CONTROL_EXPORT int Camera_Get_information_Api(_Device_Point_* device, info_camera_os* info);
 
 // Per-camera operations: the record's protocol does the work; -1 for a null record or protocol.
 // Camera_Status_Message (Camera_Status.h) tells what a result means.
-int Camera_Set_ISP_Reg_Api(_Device_Point_* device, unsigned address, unsigned value);
-int Camera_Get_ISP_Reg_Api(_Device_Point_* device, unsigned address, std::uint8_t* value);
-int Camera_Set_Sensor_Reg_Api(_Device_Point_* device, std::uint8_t slaveID, unsigned address, unsigned value);
-int Camera_Get_Sensor_Reg_Api(_Device_Point_* device, std::uint8_t slaveID, unsigned address,
+KORVANE_CONTROL_EXPORT int Camera_Set_ISP_Reg_Api(_Device_Point_* device, unsigned address, unsigned value);
+KORVANE_CONTROL_EXPORT int Camera_Get_ISP_Reg_Api(_Device_Point_* device, unsigned address, std::uint8_t* value);
+KORVANE_CONTROL_EXPORT int Camera_Set_Sensor_Reg_Api(_Device_Point_* device, std::uint8_t slaveID, unsigned address, unsigned value);
+KORVANE_CONTROL_EXPORT int Camera_Get_Sensor_Reg_Api(_Device_Point_* device, std::uint8_t slaveID, unsigned address,
                               std::uint16_t* value);
-int Camera_Output_GPIO_Init_Api(_Device_Point_* device, unsigned pin);
-int Camera_Input_GPIO_Init_Api(_Device_Point_* device, unsigned pin);
-int Camera_Set_Output_GPIO_Api(_Device_Point_* device, unsigned pin, unsigned level);
-int Camera_Get_Input_GPIO_Api(_Device_Point_* device, unsigned pin, std::uint8_t* level);
+KORVANE_CONTROL_EXPORT int Camera_Output_GPIO_Init_Api(_Device_Point_* device, unsigned pin);
+KORVANE_CONTROL_EXPORT int Camera_Input_GPIO_Init_Api(_Device_Point_* device, unsigned pin);
+KORVANE_CONTROL_EXPORT int Camera_Set_Output_GPIO_Api(_Device_Point_* device, unsigned pin, unsigned level);
+KORVANE_CONTROL_EXPORT int Camera_Get_Input_GPIO_Api(_Device_Point_* device, unsigned pin, std::uint8_t* level);
 // 4096-byte user pieces 0 to 2 of the flash. On chips whose user piece 2
 // is flash piece 0 (SPCA2620, 2085, 2092, 2281), that piece also holds the
 // firmware image header: Camera_Flash_W_Api refuses to write it
@@ -122,12 +123,12 @@ int Camera_Get_Input_GPIO_Api(_Device_Point_* device, unsigned pin, std::uint8_t
 // the module on its boot code.
 // Camera_Flash_W_Over_Firmware_Header_Api writes it all the same, for a
 // caller that restores that piece on purpose.
-int Camera_Flash_R_Api(_Device_Point_* device, int piece, std::uint8_t* buffer);
-int Camera_Flash_W_Api(_Device_Point_* device, int piece, std::uint8_t* buffer);
-int Camera_Flash_W_Over_Firmware_Header_Api(_Device_Point_* device, int piece, std::uint8_t* buffer);
+KORVANE_CONTROL_EXPORT int Camera_Flash_R_Api(_Device_Point_* device, int piece, std::uint8_t* buffer);
+KORVANE_CONTROL_EXPORT int Camera_Flash_W_Api(_Device_Point_* device, int piece, std::uint8_t* buffer);
+KORVANE_CONTROL_EXPORT int Camera_Flash_W_Over_Firmware_Header_Api(_Device_Point_* device, int piece, std::uint8_t* buffer);
 // The 16-byte identification block.
-int Camera_Get_ExID_Api(_Device_Point_* device, std::uint8_t* buffer);
-int Camera_Set_ExID_Api(_Device_Point_* device, std::uint8_t* buffer);
+KORVANE_CONTROL_EXPORT int Camera_Get_ExID_Api(_Device_Point_* device, std::uint8_t* buffer);
+KORVANE_CONTROL_EXPORT int Camera_Set_ExID_Api(_Device_Point_* device, std::uint8_t* buffer);
 
 // Writes a firmware image into the record's camera (progress in percent
 // through progress, which may be null, and on standard error). The image
@@ -140,12 +141,12 @@ int Camera_Set_ExID_Api(_Device_Point_* device, std::uint8_t* buffer);
 // record or a failed state register read), Image_Does_Not_Fit,
 // Flash_Transfer_Failed, No_Flash, Unsupported_Image, Camera_Not_Back,
 // No_Chip, Download_Refused.
-int Camera_Updata(_Device_Point_* device, const unsigned char* image, unsigned int length, float* progress);
+KORVANE_CONTROL_EXPORT int Camera_Updata(_Device_Point_* device, const unsigned char* image, unsigned int length, float* progress);
 
 // Sets the library's log stream; null switches logging off.
-void SetLog(FILE* stream);
+KORVANE_CONTROL_EXPORT void SetLog(FILE* stream);
 
 // The library's log stream (null when logging is off).
-FILE* Camera_Log_Stream();
+KORVANE_CONTROL_EXPORT FILE* Camera_Log_Stream();
 
 #endif
