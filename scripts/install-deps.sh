@@ -22,6 +22,7 @@ test_packages=(
   umockdev
   libgstreamer-plugins-base1.0-dev gstreamer1.0-libav
   xvfb xdotool
+  lintian
 )
 
 case "${1:-main}" in
