@@ -67,7 +67,7 @@ bool MainJobOptions::takeOption(int argc, char** argv, int& index, std::string& 
 
 const char* MainJobOptions::usage()
 {
-    return "Usage: korvane_main [options]\n"
+    return "Usage: " KORVANE_MAIN_JOB_NAME " [options]\n"
            "Runs capture, disparity, depth and point cloud on a module or, without\n"
            "--device, on the synthetic stereo module, and writes into the output folder\n"
            "depth.png, rect_left.png, rect_right.png and cloud.ply of one frame.\n"

@@ -197,7 +197,7 @@ int main(int argc, char** argv)
 {
     MainJobOptions o;
     const auto parse = [&](std::string& error) { return o.parse(argc, argv, error); };
-    if (const auto status = helpOrBadArguments(argc, argv, parse, "korvane_main", MainJobOptions::usage()))
+    if (const auto status = helpOrBadArguments(argc, argv, parse, KORVANE_MAIN_JOB_NAME, MainJobOptions::usage()))
         return *status;
     if (o.device >= 0 && !mayOpenNode(o.device))
         return 1;

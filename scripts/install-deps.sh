@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs the Debian packages a job needs, with apt-get, only when missing.
-# Usage: scripts/install-deps.sh main|test
+# Usage: scripts/install-deps.sh main|packages|test
 set -euo pipefail
 
 main_packages=(
@@ -9,19 +9,27 @@ main_packages=(
   libgstreamer1.0-dev gstreamer1.0-plugins-base gstreamer1.0-plugins-good
   gstreamer1.0-plugins-ugly
 )
-test_packages=(
+# Building the Debian packages: the launcher's umockdev, dpkg-shlibdeps, the
+# file type probe CPack runs and the manual pages' maker.
+packages_packages=(
   "${main_packages[@]}"
+  libumockdev-dev dpkg-dev file help2man
+)
+test_packages=(
+  "${packages_packages[@]}"
   googletest libgtest-dev libgmock-dev libbenchmark-dev
   clang libclang-rt-14-dev
-  umockdev libumockdev-dev
+  umockdev
   libgstreamer-plugins-base1.0-dev gstreamer1.0-libav
   xvfb xdotool
+  lintian
 )
 
 case "${1:-main}" in
   main) wanted=("${main_packages[@]}") ;;
+  packages) wanted=("${packages_packages[@]}") ;;
   test) wanted=("${test_packages[@]}") ;;
-  *) echo "usage: $0 main|test" >&2; exit 2 ;;
+  *) echo "usage: $0 main|packages|test" >&2; exit 2 ;;
 esac
 
 missing=()

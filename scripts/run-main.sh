@@ -9,4 +9,4 @@ cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DKORVANE_BUILD_TESTS=OF
 cmake --build build
 # The video library's own warnings about the absent module are not ours to show.
 export OPENCV_LOG_LEVEL=${OPENCV_LOG_LEVEL:-ERROR}
-exec build/examples/korvane_main --out out "$@"
+exec build/examples/korvane-depth --out out "$@"

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs what is missing, then builds and runs every test: the unit tests
 # under AddressSanitizer and UndefinedBehaviorSanitizer, the package check on
-# a plain release build, and each fuzzer for a bounded time.
+# a plain release build, the Debian packages (built, installed, used and
+# purged again), and each fuzzer for a bounded time.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh test
@@ -28,6 +29,9 @@ echo "== release build (benchmarks included), installed package used by another 
 cmake -S . -B build-release -G Ninja -DCMAKE_BUILD_TYPE=Release -DKORVANE_BUILD_BENCHMARKS=ON
 cmake --build build-release
 ctest --test-dir build-release --output-on-failure -L package
+
+echo "== Debian packages: lintian, installed, used from outside the build tree, purged"
+scripts/check-packages.sh
 
 echo "== fuzzers, ${fuzz_seconds} s each (their Clang build also checks the lock annotations)"
 CC=clang CXX=clang++ cmake -S . -B build-fuzz -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo \

@@ -18,6 +18,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
+const std::string kName = KORVANE_MAIN_JOB_NAME;
+
 // The main job as a child process with its standard output collected.
 class MainJob : public ChildProcess
 {
@@ -77,17 +79,17 @@ TEST(MainJob, RunsOnTheSyntheticModuleWritesItsFilesAndStopsOnCtrlC)
 TEST(MainJob, BadArgumentsAreNamedFirstThenTheUsageAndExitWithTwo)
 {
     const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
-        {{"--frames", "many"}, "korvane_main: --frames needs a positive whole number, not 'many'"},
-        {{"--frames", "0"}, "korvane_main: --frames needs a positive whole number, not '0'"},
-        {{"--size", "100x100"}, "korvane_main: --size needs 928x400 or 1856x800, not '100x100'"},
-        {{"--rect", "640"}, "korvane_main: --rect needs WIDTHxHEIGHT in positive whole numbers, not '640'"},
-        {{"--device", "3"}, "korvane_main: --device needs --calib FILE, the module's calibration file"},
+        {{"--frames", "many"}, kName + ": --frames needs a positive whole number, not 'many'"},
+        {{"--frames", "0"}, kName + ": --frames needs a positive whole number, not '0'"},
+        {{"--size", "100x100"}, kName + ": --size needs 928x400 or 1856x800, not '100x100'"},
+        {{"--rect", "640"}, kName + ": --rect needs WIDTHxHEIGHT in positive whole numbers, not '640'"},
+        {{"--device", "3"}, kName + ": --device needs --calib FILE, the module's calibration file"},
         {{"--device", "three", "--calib", "c.yml"},
-         "korvane_main: --device needs a whole number, 0 or more, not 'three'"},
+         kName + ": --device needs a whole number, 0 or more, not 'three'"},
         {{"--algorithm", "2"},
-         "korvane_main: --algorithm needs 0 (semi-global matching) or 1 (block matching), not '2'"},
-        {{"--frames"}, "korvane_main: --frames needs a value"},
-        {{"--bogus"}, "korvane_main: unknown option '--bogus'"},
+         kName + ": --algorithm needs 0 (semi-global matching) or 1 (block matching), not '2'"},
+        {{"--frames"}, kName + ": --frames needs a value"},
+        {{"--bogus"}, kName + ": unknown option '--bogus'"},
     };
     for (const auto& [args, message] : cases) {
         std::vector<std::string> line = args;
@@ -97,9 +99,9 @@ TEST(MainJob, BadArgumentsAreNamedFirstThenTheUsageAndExitWithTwo)
             korvane::test::runProgram(line, {}, status, 20s, korvane::test::StandardError::Collected);
         EXPECT_EQ(status, 2) << message;
         EXPECT_EQ(output.substr(0, output.find('\n')), message);
-        EXPECT_NE(output.find("Usage: korvane_main"), std::string::npos) << output;
+        EXPECT_NE(output.find(std::string("Usage: ") + kName), std::string::npos) << output;
     }
     MainJob help({"--help"});
     EXPECT_EQ(help.finish(20s), 0);
-    EXPECT_NE(help.output().find("Usage: korvane_main"), std::string::npos);
+    EXPECT_NE(help.output().find(std::string("Usage: ") + kName), std::string::npos);
 }
