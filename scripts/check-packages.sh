@@ -27,11 +27,15 @@ kit_version=${version%-*}
 
 work=$(mktemp -d)
 installed=0
+user=""
 # Purges the packages and removes the scratch folder, also after a failure.
 cleanup() {
   local status=$?
   if ((installed)); then
     DEBIAN_FRONTEND=noninteractive timeout 600 apt-get purge -y -q "${packages[@]}" >/dev/null || status=1
+  fi
+  if [[ -n $user ]]; then
+    userdel "$user" >/dev/null 2>&1 || status=1
   fi
   rm -rf "$work"
   exit "$status"
@@ -100,19 +104,23 @@ launch=(korvane-virtual-module --module "chip=2620,video=0,serial=KV0001" --)
 expect_output "/dev/video0  SPCA2620" "${launch[@]}" korvane-maintenance list
 expect_output "KV0001" "${launch[@]}" korvane-maintenance list
 
+# A user made for the check, in no group that may open a module.
+user=korvane-check-$$
+useradd --system --no-create-home --shell /usr/sbin/nologin "$user" ||
+  fail "cannot create the user $user"
 # Under the launcher: the virtual tree open to other users, but not video0;
-# the tool then runs as nobody.
+# the tool then runs as that user.
 cat >"$work/denied.sh" <<'EOF'
 chmod 755 "$UMOCKDEV_DIR"
 chmod 666 "$UMOCKDEV_DIR"/dev/* "$UMOCKDEV_DIR"/ioctl/dev/*
 chmod 000 "$UMOCKDEV_DIR"/dev/video0
 status=0
-setpriv --reuid=65534 --regid=65534 --clear-groups korvane-maintenance list 2>"$1" || status=$?
+setpriv --reuid="$2" --regid="$2" --clear-groups korvane-maintenance list 2>"$1" || status=$?
 echo "status $status"
 EOF
 denied="korvane-maintenance: permission denied on /dev/video0: install the udev rules or join the plugdev group"
-expect_output "status 3" "${launch[@]}" sh "$work/denied.sh" "$work/denied.err"
-[[ $(cat "$work/denied.err") == "$denied" ]] || fail "as nobody the tool said: $(cat "$work/denied.err")"
+expect_output "status 3" "${launch[@]}" sh "$work/denied.sh" "$work/denied.err" "$user"
+[[ $(cat "$work/denied.err") == "$denied" ]] || fail "as $user the tool said: $(cat "$work/denied.err")"
 echo "ok: a node the user may not open is named, status 3"
 
 echo "== the udev rules"
