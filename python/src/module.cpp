@@ -1,0 +1,16 @@
+// The extension of the Python package korvane.
+#include <pybind11/pybind11.h>
+
+#include "CameraBindings.h"
+#include "FileBindings.h"
+#include "SyntheticBindings.h"
+#include "camera/KorvaneVersion.h"
+
+PYBIND11_MODULE(_korvane, module)
+{
+    module.doc() = "Stereo fisheye camera modules: capture, rectification, disparity, depth, point clouds.";
+    module.attr("__version__") = KORVANE_VERSION;
+    korvane::python::CameraBindings::define(module);
+    korvane::python::FileBindings::define(module);
+    korvane::python::SyntheticBindings::define(module);
+}
