@@ -4,8 +4,10 @@ disparity, depth and point clouds, on a module or on the synthetic one."""
 from ._korvane import (
     FrameIterator,
     KorvaneCamera,
+    Module,
     StereoCamera,
     __version__,
+    list_modules,
     read_image,
     write_image,
     write_ply,
@@ -15,8 +17,10 @@ from . import synthetic
 __all__ = [
     "FrameIterator",
     "KorvaneCamera",
+    "Module",
     "StereoCamera",
     "__version__",
+    "list_modules",
     "read_image",
     "synthetic",
     "write_image",

@@ -1,9 +1,12 @@
 #ifndef KORVANE_PYTHON_BOUNDCAMERA_H
 #define KORVANE_PYTHON_BOUNDCAMERA_H
 
+#include <type_traits>
 #include <utility>
 
 #include "BlockingCalls.h"
+#include "ControlModule.h"
+#include "camera/KorvaneCamera.h"
 
 namespace korvane::python {
 
@@ -18,6 +21,7 @@ public:
     template <typename... Arguments>
     explicit BoundCamera(Arguments&&... arguments) : Camera(std::forward<Arguments>(arguments)...)
     {
+        replacesCameraList();
     }
 
     ~BoundCamera() override
@@ -25,6 +29,15 @@ public:
         this->stopStereoCompute();
         this->stopCapture();
         joinAll();
+        replacesCameraList(); // the device camera releases the control channel's list
+    }
+
+    // A device camera enumerates the control channel, which leaves the
+    // modules opened from Python stale.
+    static void replacesCameraList()
+    {
+        if constexpr (std::is_base_of_v<KorvaneCamera, Camera>)
+            ControlModule::newGeneration();
     }
 };
 

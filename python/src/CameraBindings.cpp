@@ -10,6 +10,7 @@
 
 #include "Arguments.h"
 #include "BoundCamera.h"
+#include "ControlModule.h"
 #include "FrameIterator.h"
 #include "KitMessages.h"
 #include "MatArray.h"
@@ -455,6 +456,7 @@ maintenance operations (which block, without the GIL, until done).)doc");
         return [call, failure](KorvaneCamera& c, const py::object& path) {
             const std::string p = Arguments::path(path);
             bool ok = false;
+            ControlModule::newGeneration(); // the operation enumerates the modules afresh
             {
                 py::gil_scoped_release release;
                 ok = (c.*call)(p);
@@ -466,6 +468,7 @@ maintenance operations (which block, without the GIL, until done).)doc");
         .def("load_internal_calib_params",
              [](KorvaneCamera& c) {
                  bool ok = false;
+                 ControlModule::newGeneration();
                  {
                      py::gil_scoped_release release;
                      ok = c.loadInternalCalibParams();
@@ -482,6 +485,7 @@ maintenance operations (which block, without the GIL, until done).)doc");
              [](KorvaneCamera& c) {
                  std::string version;
                  bool ok = false;
+                 ControlModule::newGeneration();
                  {
                      py::gil_scoped_release release;
                      ok = c.checkFirmwareVersion(version);

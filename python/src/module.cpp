@@ -2,6 +2,7 @@
 #include <pybind11/pybind11.h>
 
 #include "CameraBindings.h"
+#include "ControlModule.h"
 #include "FileBindings.h"
 #include "SyntheticBindings.h"
 #include "camera/KorvaneVersion.h"
@@ -13,4 +14,5 @@ PYBIND11_MODULE(_korvane, module)
     korvane::python::CameraBindings::define(module);
     korvane::python::FileBindings::define(module);
     korvane::python::SyntheticBindings::define(module);
+    korvane::python::ControlModule::define(module);
 }

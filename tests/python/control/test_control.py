@@ -1,0 +1,79 @@
+"""The control channel from Python, on the two virtual modules that its ctest
+entry starts: korvane-virtual-module --module chip=2620,video=0,serial=KV0001
+--module chip=2650,video=2,serial=KV0002 -- python3 -m pytest ..."""
+
+import os
+import re
+
+import pytest
+
+import korvane
+
+pytestmark = pytest.mark.skipif(os.environ.get("KORVANE_VIRTUAL_MODULES") != "1",
+                                reason="needs the virtual modules (ctest python_control)")
+
+
+def test_list_modules_gives_each_modules_record():
+    records = korvane.list_modules()
+    assert [r["node"] for r in records] == ["/dev/video0", "/dev/video2"]
+    assert [r["serial"] for r in records] == ["KV0001", "KV0002"]
+    for r in records:
+        assert r["identity"] == f"{r['vid']:04x}:{r['pid']:04x}:{r['serial']}"
+        assert r["identification"] == f"{r['bcd_device']}-{r['bcd_device']}-{r['vid']}-{r['serial']}"
+        assert r["model"] != "unknown" and r["flash_part"] > 0
+    assert records[0]["model"] != records[1]["model"]  # two chips, two protocols
+
+
+def test_a_module_reads_and_writes_its_registers():
+    module = korvane.Module.open(0)
+    assert module.info["serial"] == "KV0001"
+    module.write_register(0x2000, 0x5A)
+    assert module.read_register(0x2000) == 0x5A
+    module.write_register(0x2000, 0x00)
+    assert module.read_register(0x2000) == 0x00
+    with pytest.raises(ValueError, match="one byte"):
+        module.write_register(0x2000, 256)
+    with pytest.raises(TypeError):
+        module.write_register(-1, 0)
+
+
+def test_gpio_pins():
+    module = korvane.Module.open(1)
+    module.gpio_output(1)
+    module.set_gpio(1, 1)
+    module.set_gpio(1, 0)
+    module.gpio_input(2)
+    assert module.get_gpio(2) in (0, 1)
+    with pytest.raises(ValueError, match="0 or 1"):
+        module.set_gpio(1, 2)
+
+
+def test_flash_blocks_and_identification():
+    module = korvane.Module.open(0)
+    assert len(module.read_calibration_block()) == 4096
+    assert module.read_calibration_block() == module.read_user_piece(0)
+    assert module.read_identification_block().rstrip(b"\0") == b"KV0001"
+    assert re.fullmatch(r"\d+-\d+-\d+-KV0001", module.identification())
+    with pytest.raises(ValueError, match="0 to 2"):
+        module.read_user_piece(3)
+
+
+def test_an_enumeration_leaves_opened_modules_stale():
+    module = korvane.Module.open(0)
+    korvane.list_modules()
+    with pytest.raises(RuntimeError, match="enumerated again"):
+        module.read_register(0x2000)
+    with pytest.raises(IndexError, match="no module at index 5"):
+        korvane.Module.open(5)
+
+
+def test_the_device_camera_gives_the_modules_identification():
+    module = korvane.Module.open(0)
+    expected = module.identification()
+    camera = korvane.KorvaneCamera(0)
+    assert camera.device_node == 0
+    assert camera.firmware_version() == expected
+    with pytest.raises(RuntimeError, match="enumerated again"):
+        module.identification()
+    with pytest.raises(RuntimeError, match="no calibration"):
+        camera.load_internal_calib_params()  # the virtual flash is blank
