@@ -1,7 +1,7 @@
 # Finds what the Python module korvane needs: Debian's own interpreter (not
 # one on PATH from elsewhere), its development files, NumPy and pybind11.
-# Sets KORVANE_PYTHON_FOUND, and KORVANE_PYTHON_INSTALL_DIR (relative to the
-# prefix) from the interpreter's own install schemes.
+# Sets KORVANE_PYTHON_FOUND, and KORVANE_PYTHON_DIR (relative to the prefix)
+# from the interpreter's own install schemes.
 if(NOT DEFINED Python3_EXECUTABLE AND EXISTS /usr/bin/python3)
   set(Python3_EXECUTABLE /usr/bin/python3 CACHE FILEPATH "The Python interpreter the module is built for")
 endif()
@@ -38,8 +38,12 @@ print(os.path.relpath(path, prefix), end="")
   set(${out} ${dir} PARENT_SCOPE)
 endfunction()
 
+# Worked out again at every configure, so that a new prefix takes effect.
+set(KORVANE_PYTHON_INSTALL_DIR "" CACHE STRING
+  "Where the module korvane is installed, relative to the prefix (empty: the interpreter's place for the prefix)")
 if(KORVANE_PYTHON_FOUND)
-  korvane_python_install_dir(default_dir)
-  set(KORVANE_PYTHON_INSTALL_DIR ${default_dir} CACHE STRING
-    "Where the module korvane is installed, relative to the prefix")
+  set(KORVANE_PYTHON_DIR ${KORVANE_PYTHON_INSTALL_DIR})
+  if(NOT KORVANE_PYTHON_DIR)
+    korvane_python_install_dir(KORVANE_PYTHON_DIR)
+  endif()
 endif()

@@ -77,3 +77,14 @@ def test_the_device_camera_gives_the_modules_identification():
         module.identification()
     with pytest.raises(RuntimeError, match="no calibration"):
         camera.load_internal_calib_params()  # the virtual flash is blank
+
+
+def test_list_modules_example_prints_one_line_per_module():
+    import subprocess
+    import sys
+    example = os.path.join(os.path.dirname(__file__), "..", "..", "..", "examples", "python", "list_modules.py")
+    result = subprocess.run([sys.executable, example], capture_output=True, text=True, timeout=60)
+    assert result.returncode == 0, result.stderr
+    lines = result.stdout.splitlines()
+    assert lines[0].startswith("NODE") and len(lines) == 3
+    assert "/dev/video0" in lines[1] and "KV0001" in lines[1] and "KV0002" in lines[2]
