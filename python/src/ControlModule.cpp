@@ -1,7 +1,15 @@
 #include "ControlModule.h"
 
+#include "Arguments.h"
+
+#include <atomic>
+#include <chrono>
 #include <cstdio>
+#include <fstream>
+#include <thread>
 #include <vector>
+
+#include <opencv2/core/persistence.hpp>
 
 #include "Extension_Unit_Class/Extension_Unit_Base_Protocol.h"
 #include "Extension_Unit_Class/camera_api.h"
@@ -13,6 +21,7 @@ using namespace pybind11::literals;
 namespace korvane::python {
 
 std::uint64_t ControlModule::s_generation = 0;
+std::uint64_t ControlModule::s_listed = ~std::uint64_t{0};
 
 namespace {
 
@@ -20,6 +29,8 @@ constexpr int kUserPieces = 3;
 constexpr std::size_t kPieceBytes = 4096;
 constexpr std::size_t kIdentificationBytes = 16;
 constexpr int kCalibrationPiece = 0;
+constexpr int kFindRounds = 100; // a module back within 10 s after its restart
+constexpr std::chrono::milliseconds kFindPause{100};
 
 std::string hex(unsigned value)
 {
@@ -45,8 +56,11 @@ py::dict ControlModule::infoOf(const Module_Handle& handle)
 
 ControlModule ControlModule::open(int index)
 {
-    newGeneration();
-    Camera_Init();
+    if (s_listed != s_generation) { // no list of ours yet, or replaced since
+        newGeneration();
+        Camera_Init();
+        s_listed = s_generation;
+    }
     std::unique_ptr<Module_Handle> handle = Module_Handle::Open(index);
     if (!handle)
         throw py::index_error("no module at index " + std::to_string(index));
@@ -59,6 +73,7 @@ py::list ControlModule::listModules()
     py::list records;
     for (const auto& handle : Module_Handle::Open_All())
         records.append(infoOf(*handle));
+    s_listed = s_generation;
     return records;
 }
 
@@ -157,6 +172,109 @@ py::bytes ControlModule::readIdentificationBlock() const
     return py::bytes(reinterpret_cast<const char*>(buffer.data()), buffer.size());
 }
 
+std::string ControlModule::calibrationProblem(const std::string& text)
+{
+    if (text.size() > korvane::CalibrationFormat::kBlockSize)
+        return "it is " + std::to_string(text.size()) + " bytes, more than the block's " +
+               std::to_string(korvane::CalibrationFormat::kBlockSize);
+    if (text.find('\0') != std::string::npos)
+        return "it holds a zero byte";
+    try {
+        cv::FileStorage file(text, cv::FileStorage::READ | cv::FileStorage::MEMORY);
+        if (!file.isOpened())
+            return "it is not a settings file";
+        for (const auto* entry : korvane::CalibrationFormat::readOrder()) {
+            cv::Mat value;
+            if (!file[entry->key].empty())
+                file[entry->key] >> value;
+            if (value.empty() || !entry->fits(value))
+                return std::string("key ") + entry->key + " is missing or of the wrong shape";
+        }
+    } catch (const cv::Exception& e) {
+        return "it does not parse: " + e.msg;
+    }
+    return {};
+}
+
+void ControlModule::writeCalibrationBlock(const std::string& text, const std::string& backup) const
+{
+    const std::string problem = calibrationProblem(text);
+    if (!problem.empty())
+        throw py::value_error("not a calibration file the kit loads: " + problem + "; nothing written");
+    const std::string before = readCalibrationBlock();
+    {
+        std::ofstream out(backup, std::ios::binary | std::ios::trunc);
+        out.write(before.data(), static_cast<std::streamsize>(before.size()));
+        out.flush();
+        if (!out)
+            throw std::runtime_error("cannot write the backup " + backup + "; nothing written");
+    }
+    std::vector<std::uint8_t> block(kPieceBytes, 0);
+    std::copy(text.begin(), text.end(), block.begin());
+    check(Camera_Flash_W_Api(device(), kCalibrationPiece, block.data()), Camera_Operation::Flash_Piece,
+          "writing the calibration block (the block as it was is in " + backup + ")");
+    const std::string after = readCalibrationBlock();
+    if (after.compare(0, std::string::npos, reinterpret_cast<const char*>(block.data()), block.size()) != 0)
+        throw std::runtime_error("the calibration block reads back otherwise than written; the block as it was "
+                                 "is in " + backup);
+}
+
+void ControlModule::updateFirmware(const std::string& image, const py::object& progress) const
+{
+    _Device_Point_* record = device();
+    float reported = 0.0f; // written by the download, read here between slices
+    std::atomic<bool> done{false};
+    int status = 0;
+    std::exception_ptr failure; // of progress, raised once the download is over
+    newGeneration();            // the download enumerates the modules afresh
+    {
+        py::gil_scoped_release release;
+        std::thread download([&] {
+            std::vector<unsigned char> bytes(image.begin(), image.end());
+            status = Camera_Updata(record, bytes.data(), static_cast<unsigned>(bytes.size()), &reported);
+            done = true;
+        });
+        float shown = -1.0f;
+        while (!done) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+            float now = 0.0f;
+            __atomic_load(&reported, &now, __ATOMIC_RELAXED);
+            if (progress.is_none() || failure || now == shown)
+                continue;
+            shown = now;
+            py::gil_scoped_acquire acquire;
+            try {
+                progress(now);
+            } catch (...) {
+                failure = std::current_exception();
+            }
+        }
+        download.join();
+    }
+    if (status == Camera_Status::Success)
+        findAgain();
+    if (failure)
+        std::rethrow_exception(failure);
+    if (!progress.is_none() && reported != 100.0f && status == Camera_Status::Success)
+        progress(100.0f);
+    check(status, Camera_Operation::Firmware_Update, "the firmware update");
+}
+
+void ControlModule::findAgain() const
+{
+    std::unique_ptr<Module_Handle> found;
+    {
+        py::gil_scoped_release release;
+        Module_Handle::Find_Again(m_handle->Identity(), kFindRounds, kFindPause, found);
+    }
+    if (!found)
+        throw std::runtime_error("the firmware was written but the module did not come back as " +
+                                 m_handle->Identity().Text());
+    newGeneration();
+    m_handle = std::move(found);
+    m_generation = s_generation;
+}
+
 void ControlModule::define(py::module_& module)
 {
     module.def("list_modules", &ControlModule::listModules, R"doc(
@@ -165,9 +283,10 @@ node, model, vid, pid, bcd_device, serial, manufacturer, product,
 flash_part (the fitted part's number, 0 when none matches), identity and
 identification. Modules opened before become stale.)doc");
     py::class_<ControlModule>(module, "Module", R"doc(
-One module on the control channel. Made by korvane.Module.open(index) from a
-fresh enumeration; any later enumeration (list_modules, another open, a
-KorvaneCamera) makes it stale, and it then raises RuntimeError. Failures
+One module on the control channel, made by korvane.Module.open(index) on the
+present module list (enumerated first when there is none). Any later
+enumeration (list_modules, a KorvaneCamera, another module's firmware
+update) makes it stale, and it then raises RuntimeError. Failures
 raise RuntimeError with the kit's explanation of the status code. Calls
 keep the GIL: the control channel serves one caller at a time.)doc")
         .def_static("open", &ControlModule::open, "index"_a = 0, "The module at that index; IndexError when none.")
@@ -186,7 +305,27 @@ keep the GIL: the control channel serves one caller at a time.)doc")
         .def("read_calibration_block", &ControlModule::readCalibrationBlock,
              "The 4096-byte calibration block (user piece 0): a calibration file, then zero bytes.")
         .def("read_identification_block", &ControlModule::readIdentificationBlock,
-             "The 16-byte identification block.");
+             "The 16-byte identification block.")
+        .def("write_calibration_block",
+             [](const ControlModule& m, const py::bytes& text, const py::object& backup) {
+                 m.writeCalibrationBlock(text, Arguments::path(backup));
+             },
+             "text"_a, "backup"_a, R"doc(
+Writes a calibration file (bytes, at most 4096) into the calibration block,
+followed by zero bytes. ValueError, writing nothing, when the text is not a
+calibration file the kit loads; the block as it was is saved to backup
+first (RuntimeError, writing nothing, when that fails); RuntimeError when
+the write fails or the block reads back otherwise.)doc")
+        .def("update_firmware",
+             [](const ControlModule& m, const py::bytes& image, const py::object& progress) {
+                 m.updateFirmware(image, progress);
+             },
+             "image"_a, "progress"_a = py::none(), R"doc(
+Downloads a firmware image (bytes) into the module, calling progress(percent)
+as it goes (from this thread, with the GIL). Blocks until done and is not
+interrupted by Ctrl-C (a half-written firmware leaves the module on its boot
+code). RuntimeError with the kit's explanation when it fails. Other modules
+opened before are stale afterwards; this one follows the module.)doc");
 }
 
 } // namespace korvane::python

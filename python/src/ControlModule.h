@@ -21,7 +21,8 @@ namespace korvane::python {
 class ControlModule
 {
 public:
-    // The module at that index of a fresh enumeration; IndexError when there is none.
+    // The module at that index of the present list (enumerated first when
+    // there is none, or another was made since); IndexError when there is none.
     static ControlModule open(int index);
     // Every readable module of a fresh enumeration, as info records.
     static pybind11::list listModules();
@@ -39,6 +40,13 @@ public:
     pybind11::bytes readUserPiece(int piece) const;
     pybind11::bytes readCalibrationBlock() const;
     pybind11::bytes readIdentificationBlock() const;
+    // Writes a calibration file into the calibration block: refuses text
+    // that is not one (ValueError), saves the block as it was to `backup`
+    // first, then writes and reads it back.
+    void writeCalibrationBlock(const std::string& text, const std::string& backup) const;
+    // Downloads a firmware image; progress(percent) is called with the GIL
+    // while it runs. Other modules opened before are stale afterwards.
+    void updateFirmware(const std::string& image, const pybind11::object& progress) const;
 
     static void define(pybind11::module_& module);
 
@@ -53,10 +61,16 @@ private:
     // Raises RuntimeError naming what failed when status is not success.
     static void check(int status, Camera_Operation operation, const std::string& what);
     static pybind11::dict infoOf(const Module_Handle& handle);
+    // Why text is not a calibration file the kit loads; empty when it is.
+    static std::string calibrationProblem(const std::string& text);
 
-    std::shared_ptr<Module_Handle> m_handle;
-    std::uint64_t m_generation;
+    // After a download: this module's handle on the list made anew.
+    void findAgain() const;
+
+    mutable std::shared_ptr<Module_Handle> m_handle;
+    mutable std::uint64_t m_generation;
     static std::uint64_t s_generation;
+    static std::uint64_t s_listed; // the generation of the list this module enumerated last
 };
 
 } // namespace korvane::python

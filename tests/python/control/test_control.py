@@ -88,3 +88,50 @@ def test_list_modules_example_prints_one_line_per_module():
     lines = result.stdout.splitlines()
     assert lines[0].startswith("NODE") and len(lines) == 3
     assert "/dev/video0" in lines[1] and "KV0001" in lines[1] and "KV0002" in lines[2]
+
+
+def make_firmware(tmp_path, form):
+    tool = os.environ.get("KORVANE_FIRMWARE_TOOL")
+    if not tool:
+        pytest.skip("needs korvane-firmware-image (KORVANE_FIRMWARE_TOOL)")
+    import subprocess
+    image = tmp_path / f"{form}.bin"
+    subprocess.run([tool, form, "-o", str(image)], check=True, timeout=60, capture_output=True)
+    return image.read_bytes()
+
+
+def test_firmware_update_reports_progress_and_follows_the_module(tmp_path):
+    image = make_firmware(tmp_path, "2620")
+    module = korvane.Module.open(0)
+    other = korvane.Module.open(1)
+    seen = []
+    module.update_firmware(image, progress=seen.append)
+    assert len(seen) >= 3 and seen == sorted(seen) and seen[-1] == 100.0
+    assert module.info["serial"] == "KV0001"
+    module.write_register(0x2000, 0x11)
+    assert module.read_register(0x2000) == 0x11
+    with pytest.raises(RuntimeError, match="enumerated again"):
+        other.read_register(0x2000)
+    with pytest.raises(RuntimeError, match="the firmware update failed: .*\\(-[0-9]\\)"):
+        module.update_firmware(make_firmware(tmp_path, "unmarked"))
+
+
+def test_calibration_block_writes_are_checked_and_backed_up(tmp_path):
+    text = open(os.path.join(os.path.dirname(__file__), "..", "..", "..", "data", "sample_calibration.yml"),
+                "rb").read()
+    module = korvane.Module.open(0)
+    before = module.read_calibration_block()
+    with pytest.raises(ValueError, match="not a calibration file.*nothing written"):
+        module.write_calibration_block(b"%YAML:1.0\n---\nLeftXi: 1\n", tmp_path / "refused.bin")
+    with pytest.raises(ValueError, match="more than the block"):
+        module.write_calibration_block(text + b" " * 4096, tmp_path / "refused.bin")
+    assert not (tmp_path / "refused.bin").exists()
+    assert module.read_calibration_block() == before
+    with pytest.raises(RuntimeError, match="cannot write the backup"):
+        module.write_calibration_block(text, "/proc/nowhere/backup.bin")
+    module.write_calibration_block(text, tmp_path / "backup.bin")
+    assert (tmp_path / "backup.bin").read_bytes() == before
+    assert module.read_calibration_block() == text + b"\0" * (4096 - len(text))
+    camera = korvane.KorvaneCamera(0)  # loads the factory calibration from the block
+    camera.load_internal_calib_params()
+    assert camera.get_calib_params()[0].shape == (3, 3)
