@@ -3,6 +3,7 @@
 
 #include "CameraBindings.h"
 #include "ControlModule.h"
+#include "DisplayBindings.h"
 #include "FileBindings.h"
 #include "SyntheticBindings.h"
 #include "camera/KorvaneVersion.h"
@@ -15,4 +16,5 @@ PYBIND11_MODULE(_korvane, module)
     korvane::python::FileBindings::define(module);
     korvane::python::SyntheticBindings::define(module);
     korvane::python::ControlModule::define(module);
+    korvane::python::DisplayBindings::define(module);
 }

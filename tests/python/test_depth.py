@@ -82,3 +82,13 @@ def test_images_round_trip_through_files(tmp_path):
         korvane.read_image(tmp_path / "missing.png")
     with pytest.raises(ValueError, match="channels"):
         korvane.write_image(tmp_path / "b.png", np.zeros((4, 4, 7), dtype=np.uint8))
+
+
+def test_display_functions_refuse_without_a_display(monkeypatch):
+    monkeypatch.delenv("DISPLAY", raising=False)
+    monkeypatch.delenv("WAYLAND_DISPLAY", raising=False)
+    assert not korvane.has_display()
+    with pytest.raises(RuntimeError, match="no display"):
+        korvane.show_image("x", np.zeros((4, 4, 3), dtype=np.uint8))
+    with pytest.raises(RuntimeError, match="no display"):
+        korvane.wait_key(1)
