@@ -126,6 +126,25 @@ py::object rectStereoFrame(StereoCamera& camera)
                           MatArray::toArray(std::move(views.centre)), views.stamp.count());
 }
 
+py::object perspectiveFrame(StereoCamera& camera)
+{
+    auto pair = wait<FramePair>(camera, [&camera] {
+        FramePair p;
+        p.ok = camera.getRectStereoFrame(p.first, p.second);
+        return p;
+    });
+    if (!pair.ok)
+        return py::none();
+    return py::make_tuple(MatArray::toArray(std::move(pair.first)), MatArray::toArray(std::move(pair.second)));
+}
+
+int axisCode(const std::string& axis)
+{
+    if (axis != "x" && axis != "y" && axis != "z")
+        throw py::value_error("axis must be 'x', 'y' or 'z', got " + std::string(py::repr(py::str(axis))));
+    return axis[0];
+}
+
 py::object disparityFrame(StereoCamera& camera)
 {
     auto pair = wait<FramePair>(camera, [&camera] {
@@ -256,6 +275,22 @@ void CameraBindings::define(py::module_& module)
     FrameIterator::define(module);
     defineStereoCamera(module);
     defineKorvaneCamera(module);
+    module.def(
+        "rotation_matrix",
+        [](const std::string& axis, float angle) { return MatArray::toArray(getRotationMatrix(axisCode(axis), angle)); },
+        "axis"_a, "angle"_a, "3 x 3 float32 rotation about axis 'x', 'y' or 'z' by angle radians (mounting).");
+    module.def(
+        "translation_matrix",
+        [](const std::string& axis, float angle, const std::vector<double>& t) {
+            if (t.size() != 3)
+                throw py::value_error("t must hold three numbers (x, y, z), got " + std::to_string(t.size()));
+            cv::Mat translation(1, 3, CV_64F);
+            for (int i = 0; i < 3; ++i)
+                translation.at<double>(0, i) = t[i];
+            return MatArray::toArray(getTranslationMatrix(axisCode(axis), angle, translation));
+        },
+        "axis"_a, "angle"_a, "t"_a = std::vector<double>{0.0, 0.0, 0.0},
+        "4 x 4 float32 transform: the rotation, then the translation t (mounting).");
 }
 
 void CameraBindings::defineStereoCamera(py::module_& module)
@@ -420,6 +455,9 @@ Used as a context manager, leaving stops the disparity worker, then capture.)doc
         .def("get_rect_stereo_frame", &rectStereoFrame,
              "(left, right, centre, stamp): the next pair rectified by depth_mode, with the perspective left "
              "view; None when capture is not running.")
+        .def("get_perspective_frame", &perspectiveFrame,
+             "(left, right) of the next pair in perspective views whatever depth_mode says (feeding the "
+             "stream in transmission modes 2 and 3); None when capture is not running.")
         .def("get_disparity_frame", &disparityFrame,
              "(disparity float32 pixels or None without a matcher, centre view, stamp) of the next result, or "
              "None when the disparity worker is not running.")

@@ -4,6 +4,7 @@
 #include "CameraBindings.h"
 #include "ControlModule.h"
 #include "DisplayBindings.h"
+#include "SharedReaderBindings.h"
 #include "FileBindings.h"
 #include "SyntheticBindings.h"
 #include "camera/KorvaneVersion.h"
@@ -17,4 +18,5 @@ PYBIND11_MODULE(_korvane, module)
     korvane::python::SyntheticBindings::define(module);
     korvane::python::ControlModule::define(module);
     korvane::python::DisplayBindings::define(module);
+    korvane::python::SharedReaderBindings::define(module);
 }

@@ -92,3 +92,50 @@ def test_source_cannot_change_while_capturing(camera, synthetic_set):
     camera.start_capture()
     with pytest.raises(RuntimeError, match="cannot open the video source"):
         camera.open_video(synthetic_set + "/frames/frame_%04d.png")
+
+
+def test_perspective_views_whatever_the_depth_mode(camera):
+    camera.depth_mode = korvane.StereoCamera.LON_LAT_VIEW
+    camera.start_capture()
+    left, right = camera.get_perspective_frame()
+    assert left.shape == right.shape == (RECT_SIZE[1], RECT_SIZE[0], 3)
+
+
+def test_shared_memory_carries_the_left_image(camera):
+    import os
+    position = 40 + os.getpid() % 50  # a key no other test process uses at once
+    with pytest.raises(RuntimeError, match="cannot attach"):
+        korvane.SharedFrameReader(position)
+    camera.position_number = position
+    camera.start_capture(share_memory=True)
+    deadline = time.monotonic() + 10
+    while True:  # the worker makes the segment after its warm-up frames
+        try:
+            reader = korvane.SharedFrameReader(position)
+            break
+        except RuntimeError:
+            assert time.monotonic() < deadline
+            time.sleep(0.05)
+    assert reader.attached and reader.image_size == (SET_SIZE[0] // 2, SET_SIZE[1])
+    image = reader.read(timeout=5.0)
+    assert image.shape == (SET_SIZE[1], SET_SIZE[0] // 2, 3) and image.std() > 10
+    camera.stop_capture()
+    reader.read(timeout=0.1)  # an image the worker left before it stopped, if any
+    assert reader.read(timeout=0.1) is None
+    reader.detach()
+    assert not reader.attached
+    with pytest.raises(RuntimeError, match="detached"):
+        reader.read()
+
+
+def test_mounting_matrices():
+    rotation = korvane.rotation_matrix("z", np.pi / 2)
+    assert rotation.shape == (3, 3) and rotation.dtype == np.float32
+    assert np.allclose(rotation @ rotation.T, np.eye(3), atol=1e-6)
+    assert np.allclose(np.abs(rotation @ [1, 0, 0]), [0, 1, 0], atol=1e-6)
+    transform = korvane.translation_matrix("x", 0.0, (1.0, 2.0, 3.0))
+    assert transform.shape == (4, 4) and np.allclose(transform[:3, 3], [1, 2, 3])
+    with pytest.raises(ValueError, match="axis"):
+        korvane.rotation_matrix("w", 0.0)
+    with pytest.raises(ValueError, match="three numbers"):
+        korvane.translation_matrix("x", 0.0, (1.0, 2.0))
