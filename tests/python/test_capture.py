@@ -50,6 +50,7 @@ def test_rectified_views_have_the_rectified_size(camera):
 
 def test_frames_iterate_until_capture_stops(camera):
     camera.start_capture()
+    assert camera.get_stereo_frame() is not None  # past the worker's warm-up
     stopper = threading.Timer(0.5, camera.stop_capture)
     stopper.start()
     try:
