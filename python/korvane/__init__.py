@@ -20,6 +20,7 @@ from ._korvane import (
     write_ply,
 )
 from . import synthetic
+from . import virtual
 
 __all__ = [
     "FrameIterator",
@@ -35,6 +36,7 @@ __all__ = [
     "rotation_matrix",
     "show_image",
     "synthetic",
+    "virtual",
     "translation_matrix",
     "wait_key",
     "write_image",

@@ -32,6 +32,19 @@ constexpr int kCalibrationPiece = 0;
 constexpr int kFindRounds = 100; // a module back within 10 s after its restart
 constexpr std::chrono::milliseconds kFindPause{100};
 
+// A firmware image given as bytes or as a path (str or os.PathLike), read
+// by Python's own open so that a missing file raises FileNotFoundError.
+std::string firmwareBytes(const py::object& image)
+{
+    if (py::isinstance<py::bytes>(image))
+        return image.cast<std::string>();
+    const std::string path = Arguments::path(image);
+    py::object file = py::module_::import("builtins").attr("open")(path, "rb");
+    py::bytes content = file.attr("read")();
+    file.attr("close")();
+    return content;
+}
+
 std::string hex(unsigned value)
 {
     char text[16];
@@ -46,11 +59,12 @@ py::dict ControlModule::infoOf(const Module_Handle& handle)
     const info_camera_os& os = handle.Information();
     const info_camera_String& strings = handle.Strings();
     Extension_Unit_Base_Protocol* protocol = handle.Device()->p_device;
-    const char* model = protocol ? protocol->This_is() : nullptr;
-    return py::dict("node"_a = handle.Device_Path(), "model"_a = model ? model : "unknown", "vid"_a = os.vid,
-                    "pid"_a = os.pid, "bcd_device"_a = os.bcdDevice, "serial"_a = std::string(strings.iSerialNumber),
+    return py::dict("node"_a = handle.Device_Path(), "chip"_a = handle.Chip_Name(), "model"_a = handle.Model(),
+                    "vid"_a = os.vid, "pid"_a = os.pid, "bcd_device"_a = os.bcdDevice,
+                    "serial"_a = std::string(strings.iSerialNumber),
                     "manufacturer"_a = std::string(strings.iManufacturer), "product"_a = std::string(strings.iProduct),
-                    "flash_part"_a = protocol ? protocol->Read_Flash_type() : 0,
+                    "flash_part"_a = handle.Flash_Part_Name(),
+                    "flash_part_id"_a = protocol ? protocol->Read_Flash_type() : 0,
                     "identity"_a = handle.Identity().Text(), "identification"_a = handle.Identification());
 }
 
@@ -117,6 +131,32 @@ void ControlModule::writeRegister(unsigned address, unsigned value) const
         throw py::value_error("a register holds one byte (0 to 255), got " + std::to_string(value));
     check(Camera_Set_ISP_Reg_Api(device(), address, value), Camera_Operation::Register,
           "writing register " + hex(address));
+}
+
+int ControlModule::readSensorRegister(unsigned address, unsigned slave) const
+{
+    checkSensorArguments(address, 0, slave);
+    std::uint16_t value = 0;
+    check(Camera_Get_Sensor_Reg_Api(device(), static_cast<std::uint8_t>(slave), address, &value),
+          Camera_Operation::Register, "reading sensor register " + hex(address));
+    return value;
+}
+
+void ControlModule::writeSensorRegister(unsigned address, unsigned value, unsigned slave) const
+{
+    checkSensorArguments(address, value, slave);
+    check(Camera_Set_Sensor_Reg_Api(device(), static_cast<std::uint8_t>(slave), address, value),
+          Camera_Operation::Register, "writing sensor register " + hex(address));
+}
+
+void ControlModule::checkSensorArguments(unsigned address, unsigned value, unsigned slave)
+{
+    if (address > 0xffff)
+        throw py::value_error("a sensor register address is 16 bits (0 to 0xffff), got " + hex(address));
+    if (value > 0xffff)
+        throw py::value_error("a sensor register holds 16 bits (0 to 65535), got " + std::to_string(value));
+    if (slave > 0xff)
+        throw py::value_error("a sensor's bus address is one byte (0 to 255), got " + std::to_string(slave));
 }
 
 void ControlModule::gpioOutput(unsigned pin) const
@@ -219,9 +259,14 @@ void ControlModule::writeCalibrationBlock(const std::string& text, const std::st
                                  "is in " + backup);
 }
 
-void ControlModule::updateFirmware(const std::string& image, const py::object& progress) const
+void ControlModule::updateFirmware(const std::string& image, const py::object& progress,
+                                   bool discardUserData) const
 {
     _Device_Point_* record = device();
+    if (m_handle->Download_Rewrites_User_Data() && !discardUserData)
+        throw std::runtime_error(
+            "nothing written: this module's firmware download rewrites the flash that holds its user data (its "
+            "calibration); korvane-maintenance firmware keeps them, or pass discard_user_data=True");
     float reported = 0.0f; // written by the download, read here between slices
     std::atomic<bool> done{false};
     int status = 0;
@@ -242,9 +287,10 @@ void ControlModule::updateFirmware(const std::string& image, const py::object& p
             if (progress.is_none() || failure || now == shown)
                 continue;
             shown = now;
+            const std::string phase = m_handle->Download_Phase(now);
             py::gil_scoped_acquire acquire;
             try {
-                progress(now);
+                progress(phase, now);
             } catch (...) {
                 failure = std::current_exception();
             }
@@ -256,7 +302,7 @@ void ControlModule::updateFirmware(const std::string& image, const py::object& p
     if (failure)
         std::rethrow_exception(failure);
     if (!progress.is_none() && reported != 100.0f && status == Camera_Status::Success)
-        progress(100.0f);
+        progress(m_handle->Download_Phase(100.0f), 100.0f);
     check(status, Camera_Operation::Firmware_Update, "the firmware update");
 }
 
@@ -279,8 +325,10 @@ void ControlModule::define(py::module_& module)
 {
     module.def("list_modules", &ControlModule::listModules, R"doc(
 Enumerates the modules on the control channel afresh: a list of dicts with
-node, model, vid, pid, bcd_device, serial, manufacturer, product,
-flash_part (the fitted part's number, 0 when none matches), identity and
+node ("/dev/video0"), chip ("SPCA2620"), model (the name its protocol
+reports), vid, pid, bcd_device, serial, manufacturer, product, flash_part
+(the fitted serial flash, "MX25L512"; "unknown" when none matches),
+flash_part_id (its number, 0 when none matches), identity and
 identification. Modules opened before become stale.)doc");
     py::class_<ControlModule>(module, "Module", R"doc(
 One module on the control channel, made by korvane.Module.open(index) on the
@@ -296,6 +344,11 @@ keep the GIL: the control channel serves one caller at a time.)doc")
         .def("read_register", &ControlModule::readRegister, "address"_a, "One byte of the chip's register.")
         .def("write_register", &ControlModule::writeRegister, "address"_a, "value"_a,
              "Writes one byte (0 to 255; else ValueError).")
+        .def("read_sensor_register", &ControlModule::readSensorRegister, "address"_a, "slave"_a = 0,
+             "A 16-bit register of the image sensor, through the chip (slave: the sensor's bus address, "
+             "which the chips here choose themselves).")
+        .def("write_sensor_register", &ControlModule::writeSensorRegister, "address"_a, "value"_a, "slave"_a = 0,
+             "Writes a 16-bit sensor register (0 to 65535; else ValueError).")
         .def("gpio_output", &ControlModule::gpioOutput, "pin"_a, "Makes a GPIO pin an output.")
         .def("gpio_input", &ControlModule::gpioInput, "pin"_a, "Makes a GPIO pin an input.")
         .def("set_gpio", &ControlModule::setGpio, "pin"_a, "level"_a, "Drives an output pin to 0 or 1.")
@@ -317,12 +370,17 @@ calibration file the kit loads; the block as it was is saved to backup
 first (RuntimeError, writing nothing, when that fails); RuntimeError when
 the write fails or the block reads back otherwise.)doc")
         .def("update_firmware",
-             [](const ControlModule& m, const py::bytes& image, const py::object& progress) {
-                 m.updateFirmware(image, progress);
-             },
-             "image"_a, "progress"_a = py::none(), R"doc(
-Downloads a firmware image (bytes) into the module, calling progress(percent)
-as it goes (from this thread, with the GIL). Blocks until done and is not
+             [](const ControlModule& m, const py::object& image, const py::object& progress,
+                bool discardUserData) { m.updateFirmware(firmwareBytes(image), progress, discardUserData); },
+             "image"_a, "progress"_a = py::none(), "discard_user_data"_a = false, R"doc(
+Downloads a firmware image (a file's path, or its bytes) into the module,
+calling progress(phase, percent) as it goes (from this thread, with the
+GIL): phase is "preparing", "erasing", "writing and verifying", "header" or
+"restarting", percent a float from 0 to 100. OSError when the file cannot
+be read. On a chip whose download rewrites the flash that holds the user
+data (the calibration), RuntimeError and nothing written unless
+discard_user_data=True: korvane-maintenance firmware backs them up and
+writes them back. Blocks until done and is not
 interrupted by Ctrl-C (a half-written firmware leaves the module on its boot
 code). RuntimeError with the kit's explanation when it fails. Other modules
 opened before are stale afterwards; this one follows the module.)doc");

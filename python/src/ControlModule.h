@@ -33,6 +33,8 @@ public:
     std::string identification() const;
     int readRegister(unsigned address) const;
     void writeRegister(unsigned address, unsigned value) const;
+    int readSensorRegister(unsigned address, unsigned slave) const;
+    void writeSensorRegister(unsigned address, unsigned value, unsigned slave) const;
     void gpioOutput(unsigned pin) const;
     void gpioInput(unsigned pin) const;
     void setGpio(unsigned pin, unsigned level) const;
@@ -44,9 +46,11 @@ public:
     // that is not one (ValueError), saves the block as it was to `backup`
     // first, then writes and reads it back.
     void writeCalibrationBlock(const std::string& text, const std::string& backup) const;
-    // Downloads a firmware image; progress(percent) is called with the GIL
+    // Downloads a firmware image; progress(phase, percent) is called with the GIL
     // while it runs. Other modules opened before are stale afterwards.
-    void updateFirmware(const std::string& image, const pybind11::object& progress) const;
+    // Refuses, writing nothing, when the download would rewrite the user
+    // data and the caller did not say to discard them.
+    void updateFirmware(const std::string& image, const pybind11::object& progress, bool discardUserData) const;
 
     static void define(pybind11::module_& module);
 
@@ -61,6 +65,8 @@ private:
     // Raises RuntimeError naming what failed when status is not success.
     static void check(int status, Camera_Operation operation, const std::string& what);
     static pybind11::dict infoOf(const Module_Handle& handle);
+    // ValueError for a sensor address, value or bus address out of range.
+    static void checkSensorArguments(unsigned address, unsigned value, unsigned slave);
     // Why text is not a calibration file the kit loads; empty when it is.
     static std::string calibrationProblem(const std::string& text);
 

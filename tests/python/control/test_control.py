@@ -20,8 +20,10 @@ def test_list_modules_gives_each_modules_record():
     for r in records:
         assert r["identity"] == f"{r['vid']:04x}:{r['pid']:04x}:{r['serial']}"
         assert r["identification"] == f"{r['bcd_device']}-{r['bcd_device']}-{r['vid']}-{r['serial']}"
-        assert r["model"] != "unknown" and r["flash_part"] > 0
+        assert r["model"] != "unknown" and r["flash_part_id"] > 0
+        assert r["flash_part"] not in ("", "unknown") and r["flash_part"] == r["flash_part"].upper()
     assert records[0]["model"] != records[1]["model"]  # two chips, two protocols
+    assert [r["chip"] for r in records] == ["SPCA2620", "SPCA2650"]
 
 
 def test_a_module_reads_and_writes_its_registers():
@@ -35,6 +37,18 @@ def test_a_module_reads_and_writes_its_registers():
         module.write_register(0x2000, 256)
     with pytest.raises(TypeError):
         module.write_register(-1, 0)
+
+
+def test_sensor_registers():
+    module = korvane.Module.open(0)
+    module.write_sensor_register(0x3012, 0x1234)
+    assert module.read_sensor_register(0x3012) == 0x1234
+    with pytest.raises(ValueError, match="16 bits"):
+        module.write_sensor_register(0x3012, 0x10000)
+    with pytest.raises(ValueError, match="address is 16 bits"):
+        module.read_sensor_register(0x10000)
+    with pytest.raises(ValueError, match="one byte"):
+        module.read_sensor_register(0x3012, slave=256)
 
 
 def test_gpio_pins():
@@ -88,6 +102,7 @@ def test_list_modules_example_prints_one_line_per_module():
     lines = result.stdout.splitlines()
     assert lines[0].startswith("NODE") and len(lines) == 3
     assert "/dev/video0" in lines[1] and "KV0001" in lines[1] and "KV0002" in lines[2]
+    assert "SPCA2620" in lines[1] and "SPCA2650" in lines[2]
 
 
 def make_firmware(tmp_path, form):
@@ -104,16 +119,39 @@ def test_firmware_update_reports_progress_and_follows_the_module(tmp_path):
     image = make_firmware(tmp_path, "2620")
     module = korvane.Module.open(0)
     other = korvane.Module.open(1)
+    before = module.read_calibration_block()
+    with pytest.raises(RuntimeError, match="nothing written: .*user data"):
+        module.update_firmware(image)
+    assert module.read_calibration_block() == before
     seen = []
-    module.update_firmware(image, progress=seen.append)
-    assert len(seen) >= 3 and seen == sorted(seen) and seen[-1] == 100.0
+    module.update_firmware(image, progress=lambda phase, percent: seen.append((phase, percent)),
+                           discard_user_data=True)
+    percents = [percent for _, percent in seen]
+    assert len(seen) >= 3 and percents == sorted(percents) and percents[-1] == 100.0
+    phases = [phase for phase, _ in seen]
+    order = ["preparing", "erasing", "writing and verifying", "header", "restarting"]
+    assert set(phases) <= set(order) and "writing and verifying" in phases  # erasing may fall between samples
+    assert phases[0] == "preparing" and phases[-1] == "restarting"
+    assert [order.index(p) for p in phases] == sorted(order.index(p) for p in phases)
     assert module.info["serial"] == "KV0001"
     module.write_register(0x2000, 0x11)
     assert module.read_register(0x2000) == 0x11
     with pytest.raises(RuntimeError, match="enumerated again"):
         other.read_register(0x2000)
     with pytest.raises(RuntimeError, match="the firmware update failed: .*\\(-[0-9]\\)"):
-        module.update_firmware(make_firmware(tmp_path, "unmarked"))
+        module.update_firmware(make_firmware(tmp_path, "unmarked"), discard_user_data=True)
+
+
+def test_firmware_update_from_a_file(tmp_path):
+    path = tmp_path / "image.bin"
+    path.write_bytes(make_firmware(tmp_path, "2620"))
+    module = korvane.Module.open(0)
+    module.update_firmware(path, discard_user_data=True)
+    assert module.info["serial"] == "KV0001"
+    with pytest.raises(FileNotFoundError):
+        module.update_firmware(tmp_path / "missing.bin", discard_user_data=True)
+    with pytest.raises(TypeError):
+        module.update_firmware(42)
 
 
 def test_calibration_block_writes_are_checked_and_backed_up(tmp_path):
