@@ -17,7 +17,7 @@ Module_Handle::Module_Handle(_Device_Point_* device, const info_camera_os& infor
     m_strings.iSerialNumber[sizeof m_strings.iSerialNumber - 1] = '\0';
     m_identity = Module_Identity::Of(m_information, m_strings);
     const char* model = device->p_device ? device->p_device->This_is() : nullptr;
-    m_model = model && *model ? model : "unknown";
+    m_model = model && *model ? model : "UNKNOW";
 }
 
 Module_Handle::~Module_Handle() { Camera_Device_Point_UnInit(&m_device); }
@@ -99,4 +99,15 @@ bool Module_Handle::Download_Rewrites_User_Data() const
 {
     const Chip_Description* chip = Chip_Description_For_Model(Model());
     return chip && ::Download_Rewrites_User_Data(*chip);
+}
+
+bool Module_Handle::User_Data_Layout(const std::string& model, std::vector<std::uint32_t>& flashPieces,
+                                     bool& downloadRewritesThem)
+{
+    const Chip_Description* chip = Chip_Description_For_Model(model);
+    if (!chip)
+        return false;
+    flashPieces = User_Data_Flash_Pieces(*chip);
+    downloadRewritesThem = ::Download_Rewrites_User_Data(*chip);
+    return true;
 }

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdio>
 #include <fstream>
+#include <sstream>
 #include <thread>
 #include <vector>
 
@@ -13,6 +14,7 @@
 
 #include "Extension_Unit_Class/Extension_Unit_Base_Protocol.h"
 #include "Extension_Unit_Class/camera_api.h"
+#include "UserDataGuard.h"
 #include "camera/CalibrationFormat.h"
 
 namespace py = pybind11;
@@ -31,6 +33,7 @@ constexpr std::size_t kIdentificationBytes = 16;
 constexpr int kCalibrationPiece = 0;
 constexpr int kFindRounds = 100; // a module back within 10 s after its restart
 constexpr std::chrono::milliseconds kFindPause{100};
+constexpr std::chrono::seconds kRestoreWait{10}; // for the restarted module, before its user data go back
 
 // A firmware image given as bytes or as a path (str or os.PathLike), read
 // by Python's own open so that a missing file raises FileNotFoundError.
@@ -75,7 +78,7 @@ ControlModule ControlModule::open(int index)
         Camera_Init();
         s_listed = s_generation;
     }
-    std::unique_ptr<Module_Handle> handle = Module_Handle::Open(index);
+    std::unique_ptr<maintenance::ModuleHandle> handle = maintenance::ModuleHandle::open(index);
     if (!handle)
         throw py::index_error("no module at index " + std::to_string(index));
     return ControlModule(std::move(handle), s_generation);
@@ -95,7 +98,7 @@ _Device_Point_* ControlModule::device() const
 {
     if (m_generation != s_generation)
         throw std::runtime_error("the module list was enumerated again since this module was opened: open it again");
-    return m_handle->Device();
+    return m_handle->device();
 }
 
 void ControlModule::check(int status, Camera_Operation operation, const std::string& what)
@@ -108,13 +111,13 @@ void ControlModule::check(int status, Camera_Operation operation, const std::str
 py::dict ControlModule::info() const
 {
     device();
-    return infoOf(*m_handle);
+    return infoOf(m_handle->handle());
 }
 
 std::string ControlModule::identification() const
 {
     device();
-    return m_handle->Identification();
+    return m_handle->identification();
 }
 
 int ControlModule::readRegister(unsigned address) const
@@ -259,18 +262,56 @@ void ControlModule::writeCalibrationBlock(const std::string& text, const std::st
                                  "is in " + backup);
 }
 
-void ControlModule::updateFirmware(const std::string& image, const py::object& progress,
-                                   bool discardUserData) const
+py::object ControlModule::updateFirmware(const std::string& image, const py::object& progress,
+                                         const std::string& backupDirectory, bool discardUserData) const
+{
+    device();
+    const bool keepUserData = m_handle->handle().Download_Rewrites_User_Data() && !discardUserData;
+    maintenance::UserDataGuard guard(backupDirectory.empty() ? maintenance::UserDataBackup::defaultDirectory()
+                                                             : backupDirectory);
+    std::ostringstream said;
+    if (keepUserData && !guard.takeBackup(*m_handle, said))
+        throw std::runtime_error("nothing written: " + said.str());
+    std::exception_ptr failure; // of progress, raised once the user data are back
+    const int status = download(image, progress, failure);
+    if (status == Camera_Status::Success && keepUserData) {
+        bool restored = false;
+        {
+            py::gil_scoped_release release;
+            restored = guard.restoreAfterDownload(kRestoreWait, said);
+        }
+        if (!restored)
+            throw std::runtime_error("the firmware was written but the user data were not written back: " +
+                                     said.str());
+    }
+    if (status == Camera_Status::Success)
+        findAgain();
+    if (failure)
+        std::rethrow_exception(failure);
+    if (status != Camera_Status::Success && keepUserData) {
+        try {
+            check(status, Camera_Operation::Firmware_Update, "the firmware update");
+        } catch (const std::runtime_error& error) {
+            throw std::runtime_error(std::string(error.what()) + "; the user data as they were are in " +
+                                     guard.backupPath() + ": " +
+                                     maintenance::UserDataGuard::restoreCommand(m_handle->deviceNode(),
+                                                                                guard.backupPath()));
+        }
+    }
+    check(status, Camera_Operation::Firmware_Update, "the firmware update");
+    if (!progress.is_none())
+        progress(m_handle->handle().Download_Phase(100.0f), 100.0f);
+    return keepUserData ? py::object(py::str(guard.backupPath())) : py::object(py::none());
+}
+
+int ControlModule::download(const std::string& image, const py::object& progress,
+                            std::exception_ptr& failure) const
 {
     _Device_Point_* record = device();
-    if (m_handle->Download_Rewrites_User_Data() && !discardUserData)
-        throw std::runtime_error(
-            "nothing written: this module's firmware download rewrites the flash that holds its user data (its "
-            "calibration); korvane-maintenance firmware keeps them, or pass discard_user_data=True");
+    const Module_Handle& handle = m_handle->handle();
     float reported = 0.0f; // written by the download, read here between slices
     std::atomic<bool> done{false};
     int status = 0;
-    std::exception_ptr failure; // of progress, raised once the download is over
     newGeneration();            // the download enumerates the modules afresh
     {
         py::gil_scoped_release release;
@@ -284,10 +325,10 @@ void ControlModule::updateFirmware(const std::string& image, const py::object& p
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
             float now = 0.0f;
             __atomic_load(&reported, &now, __ATOMIC_RELAXED);
-            if (progress.is_none() || failure || now == shown)
+            if (progress.is_none() || failure || now == shown || now >= 100.0f)
                 continue;
             shown = now;
-            const std::string phase = m_handle->Download_Phase(now);
+            const std::string phase = handle.Download_Phase(now);
             py::gil_scoped_acquire acquire;
             try {
                 progress(phase, now);
@@ -297,25 +338,19 @@ void ControlModule::updateFirmware(const std::string& image, const py::object& p
         }
         download.join();
     }
-    if (status == Camera_Status::Success)
-        findAgain();
-    if (failure)
-        std::rethrow_exception(failure);
-    if (!progress.is_none() && reported != 100.0f && status == Camera_Status::Success)
-        progress(m_handle->Download_Phase(100.0f), 100.0f);
-    check(status, Camera_Operation::Firmware_Update, "the firmware update");
+    return status;
 }
 
 void ControlModule::findAgain() const
 {
-    std::unique_ptr<Module_Handle> found;
+    std::unique_ptr<maintenance::ModuleHandle> found;
+    const Module_Identity identity = m_handle->identity();
     {
         py::gil_scoped_release release;
-        Module_Handle::Find_Again(m_handle->Identity(), kFindRounds, kFindPause, found);
+        found = maintenance::ModuleHandle::findAgain(identity, kFindRounds, kFindPause);
     }
     if (!found)
-        throw std::runtime_error("the firmware was written but the module did not come back as " +
-                                 m_handle->Identity().Text());
+        throw std::runtime_error("the firmware was written but the module did not come back as " + identity.Text());
     newGeneration();
     m_handle = std::move(found);
     m_generation = s_generation;
@@ -371,16 +406,27 @@ first (RuntimeError, writing nothing, when that fails); RuntimeError when
 the write fails or the block reads back otherwise.)doc")
         .def("update_firmware",
              [](const ControlModule& m, const py::object& image, const py::object& progress,
-                bool discardUserData) { m.updateFirmware(firmwareBytes(image), progress, discardUserData); },
-             "image"_a, "progress"_a = py::none(), "discard_user_data"_a = false, R"doc(
+                const py::object& backupDirectory, bool discardUserData) {
+                 return m.updateFirmware(firmwareBytes(image), progress,
+                                         backupDirectory.is_none() ? "" : Arguments::path(backupDirectory),
+                                         discardUserData);
+             },
+             "image"_a, "progress"_a = py::none(), "backup_dir"_a = py::none(), "discard_user_data"_a = false,
+             R"doc(
 Downloads a firmware image (a file's path, or its bytes) into the module,
 calling progress(phase, percent) as it goes (from this thread, with the
 GIL): phase is "preparing", "erasing", "writing and verifying", "header" or
 "restarting", percent a float from 0 to 100. OSError when the file cannot
 be read. On a chip whose download rewrites the flash that holds the user
-data (the calibration), RuntimeError and nothing written unless
-discard_user_data=True: korvane-maintenance firmware backs them up and
-writes them back. Blocks until done and is not
+data (the calibration among them), they are first saved to a new file in
+backup_dir (korvane-maintenance's backup folder when None: $KORVANE_BACKUP_DIR,
+else $XDG_STATE_HOME/korvane/backups, else ~/.local/state/korvane/backups),
+and written back and verified once the module has restarted, as
+korvane-maintenance firmware does; the backup's path is returned (None when
+the chip's download leaves the user data alone, or discard_user_data=True).
+RuntimeError, with nothing written, when the backup cannot be made; when
+the download or the write-back fails, the message names the backup and the
+command that restores it. Blocks until done and is not
 interrupted by Ctrl-C (a half-written firmware leaves the module on its boot
 code). RuntimeError with the kit's explanation when it fails. Other modules
 opened before are stale afterwards; this one follows the module.)doc");

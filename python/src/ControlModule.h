@@ -2,6 +2,7 @@
 #define KORVANE_PYTHON_CONTROLMODULE_H
 
 #include <cstdint>
+#include <exception>
 #include <memory>
 #include <string>
 
@@ -9,6 +10,7 @@
 
 #include "Extension_Unit_Class/Camera_Status.h"
 #include "Extension_Unit_Class/Module_Handle.h"
+#include "ModuleHandle.h"
 
 namespace korvane::python {
 
@@ -48,14 +50,17 @@ public:
     void writeCalibrationBlock(const std::string& text, const std::string& backup) const;
     // Downloads a firmware image; progress(phase, percent) is called with the GIL
     // while it runs. Other modules opened before are stale afterwards.
-    // Refuses, writing nothing, when the download would rewrite the user
-    // data and the caller did not say to discard them.
-    void updateFirmware(const std::string& image, const pybind11::object& progress, bool discardUserData) const;
+    // Where the chip's download rewrites the user data, backs them up to a
+    // new file in backupDirectory (the maintenance tool's default when
+    // empty) first and writes them back afterwards, unless discardUserData;
+    // returns the backup's path, or None when none was taken.
+    pybind11::object updateFirmware(const std::string& image, const pybind11::object& progress,
+                                    const std::string& backupDirectory, bool discardUserData) const;
 
     static void define(pybind11::module_& module);
 
 private:
-    ControlModule(std::shared_ptr<Module_Handle> handle, std::uint64_t generation)
+    ControlModule(std::shared_ptr<maintenance::ModuleHandle> handle, std::uint64_t generation)
         : m_handle(std::move(handle)), m_generation(generation)
     {
     }
@@ -70,10 +75,13 @@ private:
     // Why text is not a calibration file the kit loads; empty when it is.
     static std::string calibrationProblem(const std::string& text);
 
+    // Runs the download off the GIL, calling progress(phase, percent).
+    // An exception of progress is kept in failure, for after the download.
+    int download(const std::string& image, const pybind11::object& progress, std::exception_ptr& failure) const;
     // After a download: this module's handle on the list made anew.
     void findAgain() const;
 
-    mutable std::shared_ptr<Module_Handle> m_handle;
+    mutable std::shared_ptr<maintenance::ModuleHandle> m_handle;
     mutable std::uint64_t m_generation;
     static std::uint64_t s_generation;
     static std::uint64_t s_listed; // the generation of the list this module enumerated last

@@ -9,6 +9,8 @@ import pytest
 
 import korvane
 
+SAMPLE_CALIBRATION = os.path.join(os.path.dirname(__file__), "..", "..", "..", "data", "sample_calibration.yml")
+
 pytestmark = pytest.mark.skipif(os.environ.get("KORVANE_VIRTUAL_MODULES") != "1",
                                 reason="needs the virtual modules (ctest python_control)")
 
@@ -20,7 +22,7 @@ def test_list_modules_gives_each_modules_record():
     for r in records:
         assert r["identity"] == f"{r['vid']:04x}:{r['pid']:04x}:{r['serial']}"
         assert r["identification"] == f"{r['bcd_device']}-{r['bcd_device']}-{r['vid']}-{r['serial']}"
-        assert r["model"] != "unknown" and r["flash_part_id"] > 0
+        assert r["model"] != "UNKNOW" and r["flash_part_id"] > 0
         assert r["flash_part"] not in ("", "unknown") and r["flash_part"] == r["flash_part"].upper()
     assert records[0]["model"] != records[1]["model"]  # two chips, two protocols
     assert [r["chip"] for r in records] == ["SPCA2620", "SPCA2650"]
@@ -119,13 +121,13 @@ def test_firmware_update_reports_progress_and_follows_the_module(tmp_path):
     image = make_firmware(tmp_path, "2620")
     module = korvane.Module.open(0)
     other = korvane.Module.open(1)
-    before = module.read_calibration_block()
-    with pytest.raises(RuntimeError, match="nothing written: .*user data"):
-        module.update_firmware(image)
-    assert module.read_calibration_block() == before
+    text = open(SAMPLE_CALIBRATION, "rb").read()
+    module.write_calibration_block(text, tmp_path / "before.bin")
     seen = []
-    module.update_firmware(image, progress=lambda phase, percent: seen.append((phase, percent)),
-                           discard_user_data=True)
+    backup = module.update_firmware(image, progress=lambda phase, percent: seen.append((phase, percent)),
+                                    backup_dir=tmp_path / "backups")
+    assert os.path.dirname(backup) == str(tmp_path / "backups") and os.path.getsize(backup) > 4096
+    assert module.read_calibration_block() == text + b"\0" * (4096 - len(text))  # written back
     percents = [percent for _, percent in seen]
     assert len(seen) >= 3 and percents == sorted(percents) and percents[-1] == 100.0
     phases = [phase for phase, _ in seen]
@@ -140,14 +142,22 @@ def test_firmware_update_reports_progress_and_follows_the_module(tmp_path):
         other.read_register(0x2000)
     with pytest.raises(RuntimeError, match="the firmware update failed: .*\\(-[0-9]\\)"):
         module.update_firmware(make_firmware(tmp_path, "unmarked"), discard_user_data=True)
+    module = korvane.Module.open(0)  # a failed download may have listed the modules again
+    with pytest.raises(RuntimeError, match="failed: .*the user data as they were are in .*korvane-maintenance "
+                                           "restore --device 0 "):
+        module.update_firmware(make_firmware(tmp_path, "unmarked"), backup_dir=tmp_path / "refused")
 
 
 def test_firmware_update_from_a_file(tmp_path):
     path = tmp_path / "image.bin"
     path.write_bytes(make_firmware(tmp_path, "2620"))
     module = korvane.Module.open(0)
-    module.update_firmware(path, discard_user_data=True)
+    before = module.read_calibration_block()
+    assert module.update_firmware(path, discard_user_data=True) is None
     assert module.info["serial"] == "KV0001"
+    assert module.read_calibration_block() != before  # the download rewrote it, as asked
+    with pytest.raises(RuntimeError, match="nothing written: Cannot back up the user data"):
+        module.update_firmware(path, backup_dir="/proc/nowhere")
     with pytest.raises(FileNotFoundError):
         module.update_firmware(tmp_path / "missing.bin", discard_user_data=True)
     with pytest.raises(TypeError):
@@ -155,8 +165,7 @@ def test_firmware_update_from_a_file(tmp_path):
 
 
 def test_calibration_block_writes_are_checked_and_backed_up(tmp_path):
-    text = open(os.path.join(os.path.dirname(__file__), "..", "..", "..", "data", "sample_calibration.yml"),
-                "rb").read()
+    text = open(SAMPLE_CALIBRATION, "rb").read()
     module = korvane.Module.open(0)
     before = module.read_calibration_block()
     with pytest.raises(ValueError, match="not a calibration file.*nothing written"):

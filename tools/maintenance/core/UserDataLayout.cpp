@@ -1,17 +1,12 @@
 #include "UserDataLayout.h"
 
-#include "Extension_Unit_Class/Chip_Registry.h"
+#include "Extension_Unit_Class/Module_Handle.h"
 
 namespace korvane::maintenance {
 
 bool UserDataLayout::forModel(const std::string& model, UserDataLayout& out)
 {
-    const Chip_Description* chip = Chip_Description_For_Model(model);
-    if (!chip)
-        return false;
-    out.m_flashPieces = User_Data_Flash_Pieces(*chip);
-    out.m_downloadCoversUserData = Download_Rewrites_User_Data(*chip);
-    return true;
+    return Module_Handle::User_Data_Layout(model, out.m_flashPieces, out.m_downloadCoversUserData);
 }
 
 } // namespace korvane::maintenance
