@@ -130,6 +130,16 @@ expect_output "korvane $kit_version (400, 928, 3)" "${python[@]}" \
   'import korvane; print("korvane", korvane.__version__, korvane.synthetic.Module((928, 400)).render_frame(0).shape)'
 expect_output "['KV0001']" "${launch[@]}" "${python[@]}" \
   'import korvane; print([m["serial"] for m in korvane.list_modules()])'
+# The installed launcher, found on PATH by korvane.virtual.
+cat >"$work/virtual.py" <<'EOF'
+import sys
+import korvane
+listing = "import korvane; print([(m['chip'], m['serial']) for m in korvane.list_modules()])"
+result = korvane.virtual.run(["chip=2650,video=0,serial=KV0002"], [sys.executable, "-c", listing],
+                             capture_output=True, text=True, timeout=60)
+print(result.stdout.strip() or result.stderr.strip())
+EOF
+expect_output "[('SPCA2650', 'KV0002')]" /usr/bin/python3 "$work/virtual.py"
 
 echo "== the udev rules"
 rules=$(grep '/rules\.d/.*\.rules$' "$work/files" || true)
