@@ -22,7 +22,7 @@ test_packages=(
   clang libclang-rt-14-dev
   umockdev
   libgstreamer-plugins-base1.0-dev gstreamer1.0-libav
-  xvfb xdotool
+  xvfb xauth xdotool
   lintian
   python3-pytest
 )
