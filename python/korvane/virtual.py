@@ -16,7 +16,7 @@ from typing import Any, Mapping, Optional, Sequence, Union
 
 LAUNCHER = "korvane-virtual-module"
 
-ModuleSpec = Union[str, Mapping[str, Any]]
+ModuleOptions = Union[str, Mapping[str, Any]]
 
 
 def launcher() -> str:
@@ -29,34 +29,34 @@ def launcher() -> str:
     return path
 
 
-def module_options(spec: ModuleSpec) -> str:
+def module_options(module: ModuleOptions) -> str:
     """One module's options as the launcher takes them: a string as it stands,
     or a mapping such as {"chip": "2650", "video": 2, "serial": "KV0002"}."""
-    if isinstance(spec, str):
-        return spec
-    if not isinstance(spec, Mapping):
-        raise TypeError(f"a module is a string or a mapping of options, not {type(spec).__name__}")
-    for key, value in spec.items():
+    if isinstance(module, str):
+        return module
+    if not isinstance(module, Mapping):
+        raise TypeError(f"a module is a string or a mapping of options, not {type(module).__name__}")
+    for key, value in module.items():
         if "," in f"{key}{value}" or "=" in f"{key}{value}":
             raise ValueError(f"module option {key}={value} holds ',' or '='")
-    return ",".join(f"{key}={value}" for key, value in spec.items())
+    return ",".join(f"{key}={value}" for key, value in module.items())
 
 
-def command(modules: Sequence[ModuleSpec], program: Sequence[str], restart_delay_ms: Optional[int] = None) -> list:
+def command(modules: Sequence[ModuleOptions], program: Sequence[str], restart_delay_ms: Optional[int] = None) -> list:
     """The launcher's command line that runs program under those modules."""
     if isinstance(modules, (str, Mapping)):
         raise TypeError("modules is a list of modules")
     if isinstance(program, str):
         raise TypeError("program is a list of arguments, not one string")
     line = [launcher()]
-    for spec in modules:
-        line += ["--module", module_options(spec)]
+    for module in modules:
+        line += ["--module", module_options(module)]
     if restart_delay_ms is not None:
         line += ["--restart-delay", str(int(restart_delay_ms))]
     return line + ["--"] + list(program)
 
 
-def run(modules: Sequence[ModuleSpec], program: Sequence[str], restart_delay_ms: Optional[int] = None,
+def run(modules: Sequence[ModuleOptions], program: Sequence[str], restart_delay_ms: Optional[int] = None,
         **kwargs: Any) -> subprocess.CompletedProcess:
     """Runs program (a list of arguments) under virtual modules and waits for
     it: subprocess.run's keyword arguments (timeout, capture_output, text,
