@@ -63,14 +63,35 @@ TargetDetector::Corners TargetDetector::detectCharuco(const cv::Mat& g) const
     const cv::Ptr<cv::aruco::CharucoBoard>& board = m_target.charucoBoard();
     std::vector<std::vector<cv::Point2f>> markers;
     std::vector<int> markerIds;
-    cv::aruco::detectMarkers(g, board->dictionary, markers, markerIds);
+    // In a half-size frame the markers' cells are a pixel or two wide; they
+    // are looked for in the image enlarged twice, and their corners brought
+    // back.
+    // Finer threshold steps and a looser outline fit find more of the
+    // small, distorted markers at a fisheye's edge.
+    const cv::Ptr<cv::aruco::DetectorParameters> parameters = cv::aruco::DetectorParameters::create();
+    parameters->adaptiveThreshWinSizeStep = 4;
+    parameters->polygonalApproxAccuracyRate = 0.05;
+    parameters->perspectiveRemovePixelPerCell = 8;
+    parameters->perspectiveRemoveIgnoredMarginPerCell = 0.2;
+    parameters->errorCorrectionRate = 0.8;
+    if (g.cols < kEnlargeBelowWidth) {
+        cv::Mat enlarged;
+        cv::resize(g, enlarged, cv::Size(), 2.0, 2.0, cv::INTER_CUBIC);
+        cv::aruco::detectMarkers(enlarged, board->dictionary, markers, markerIds, parameters);
+        for (auto& marker : markers)
+            for (cv::Point2f& p : marker)
+                p = (p + cv::Point2f(0.5f, 0.5f)) * 0.5f - cv::Point2f(0.5f, 0.5f);
+    } else {
+        cv::aruco::detectMarkers(g, board->dictionary, markers, markerIds, parameters);
+    }
     if (markerIds.empty())
         return {};
     Corners corners;
-    // Two markers around a corner: a local homography, which holds in a
-    // fisheye image where a board-wide one would not.
+    // A corner next to a found marker is placed by that marker's local
+    // homography, which holds in a fisheye image where a board-wide one
+    // would not.
     cv::aruco::interpolateCornersCharuco(markers, markerIds, g, board, corners.pixels, corners.ids, cv::noArray(),
-                                         cv::noArray(), 2);
+                                         cv::noArray(), 1);
     // The interpolation's own refinement stops early; a tighter one on a
     // small window settles the saddles.
     if (!corners.pixels.empty())

@@ -54,6 +54,9 @@ private:
     Corners detectCharuco(const cv::Mat& grey) const;
     static PairCorners common(const Corners& left, Corners right);
 
+    // Eye images narrower than this are enlarged to find ChArUco markers.
+    static constexpr int kEnlargeBelowWidth = 600;
+
     CalibrationTarget m_target;
 };
 
