@@ -78,8 +78,14 @@ std::vector<double> CalibrationFile::epipolarErrors(const StereoCalibrator::Resu
             continue;
         const std::vector<cv::Vec2d> l = rectified(views[v].left, result.left, leftRotation);
         const std::vector<cv::Vec2d> r = rectified(views[v].right, result.right, rightRotation);
-        for (size_t i = 0; i < l.size(); ++i)
-            errors.push_back(std::abs(l[i][1] - r[i][1]) * focal);
+        const cv::Rect2d view(0.0, 0.0, rectifiedSize.width, rectifiedSize.height);
+        const cv::Point2d centre(rectifiedSize.width / 2.0 - 0.5, rectifiedSize.height / 2.0 - 0.5);
+        for (size_t i = 0; i < l.size(); ++i) {
+            const cv::Point2d left = centre + cv::Point2d(l[i][0], l[i][1]) * focal;
+            const cv::Point2d right = centre + cv::Point2d(r[i][0], r[i][1]) * focal;
+            if (view.contains(left) && view.contains(right))
+                errors.push_back(std::abs(left.y - right.y));
+        }
     }
     return errors;
 }

@@ -36,8 +36,8 @@ public:
 
     // The vertical offset, in pixels of the kit's perspective rectified
     // view (rectifiedSize, hFovDegrees), between each corner in the left
-    // and in the right view: the rectified epipolar error, all corners of
-    // all views the calibration used.
+    // and in the right view: the rectified epipolar error, over the corners
+    // of the views the calibration used that both views show.
     static std::vector<double> epipolarErrors(const StereoCalibrator::Result& result,
                                               const std::vector<TargetDetector::PairCorners>& views,
                                               cv::Size rectifiedSize, double hFovDegrees);

@@ -86,9 +86,12 @@ std::string CalibrationReport::summary() const
         << "coverage of the fisheye circle: left " << fixed(100.0 * left.fraction(), 0) << " %, right "
         << fixed(100.0 * right.fraction(), 0) << " %\n"
         << "per-view RMS error (px):\n";
-    for (size_t v = 0; v < m_in.views.size(); ++v)
+    for (size_t v = 0; v < m_in.views.size(); ++v) {
+        const bool dropped = std::find(r.dropped.begin(), r.dropped.end(), static_cast<int>(v)) != r.dropped.end();
         out << "  " << m_in.viewNames[v] << ": "
-            << (r.viewErrors[v] < 0.0 ? std::string("not used") : fixed(r.viewErrors[v], 3)) << "\n";
+            << (dropped ? std::string("dropped") : r.viewErrors[v] < 0.0 ? std::string("not used") : fixed(r.viewErrors[v], 3))
+            << "\n";
+    }
     return out.str();
 }
 

@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include <opencv2/imgcodecs.hpp>
 
 #include "CalibrateOptions.h"
@@ -68,6 +70,8 @@ int main(int argc, char** argv)
     input.source = o.video.empty() ? o.folder : o.video;
     input.rawSize = frames.front().image.size();
     cv::Mat previewFrame;
+    // A progress line only where someone watches it.
+    const bool onTerminal = isatty(STDOUT_FILENO) != 0;
     for (const ViewSource::Frame& frame : frames) {
         TargetDetector::PairCorners pair;
         std::string why;
@@ -79,11 +83,14 @@ int main(int argc, char** argv)
         } else {
             input.missed.push_back(frame.name + ": " + why);
         }
-        std::printf("\r%zu of %zu frames looked at, %zu views", input.views.size() + input.missed.size(),
-                    frames.size(), input.views.size());
-        std::fflush(stdout);
+        if (onTerminal) {
+            std::printf("\r%zu of %zu frames looked at, %zu views", input.views.size() + input.missed.size(),
+                        frames.size(), input.views.size());
+            std::fflush(stdout);
+        }
     }
-    std::printf("\n");
+    if (onTerminal)
+        std::printf("\n");
     if (input.views.empty())
         return fail("the target (" + target.describe() + ") is in both eyes of none of the " +
                     std::to_string(frames.size()) + " frames; check the target options");
