@@ -62,7 +62,7 @@ CalibrationFormat::Contents CalibrationFile::contents(const StereoCalibrator::Re
 bool CalibrationFile::write(const std::string& path, const StereoCalibrator::Result& result, cv::Size rawSize,
                             const Numbers& numbers)
 {
-    return result.ok && CalibrationFormat::write(path, contents(result, rawSize, numbers));
+    return result.ok && rawSize.width > 0 && CalibrationFormat::write(path, contents(result, rawSize, numbers));
 }
 
 std::vector<double> CalibrationFile::epipolarErrors(const StereoCalibrator::Result& result,

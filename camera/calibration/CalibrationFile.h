@@ -6,6 +6,8 @@
 
 #include <opencv2/core.hpp>
 
+#include "camera/calibration/KorvaneCalibrationExport.h"
+
 #include "camera/CalibrationFormat.h"
 #include "camera/calibration/StereoCalibrator.h"
 #include "camera/calibration/TargetDetector.h"
@@ -18,7 +20,7 @@ namespace korvane::calibration {
 // rotation of each eye (camera frame to the common rectified frame, from
 // omnidir's stereo rectification) and the translation between the eyes in
 // millimetres, whose norm the depth code takes for the baseline.
-class CalibrationFile
+class KORVANE_CALIBRATION_EXPORT CalibrationFile
 {
 public:
     struct Numbers

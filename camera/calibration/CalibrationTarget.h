@@ -7,6 +7,8 @@
 #include <opencv2/aruco/charuco.hpp>
 #include <opencv2/core.hpp>
 
+#include "camera/calibration/KorvaneCalibrationExport.h"
+
 namespace korvane::calibration {
 
 // A printed flat calibration target: a chessboard (its inner corners and
@@ -14,7 +16,7 @@ namespace korvane::calibration {
 // marker dictionary). Corners are numbered: a chessboard's row by row as
 // OpenCV finds them, a ChArUco board's by their ids. Sizes are millimetres,
 // so a calibration's translation comes out in millimetres.
-class CalibrationTarget
+class KORVANE_CALIBRATION_EXPORT CalibrationTarget
 {
 public:
     enum class Kind { Chessboard, Charuco };

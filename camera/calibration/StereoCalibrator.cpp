@@ -146,6 +146,11 @@ StereoCalibrator::Result StereoCalibrator::calibrateOnce(const std::vector<Targe
 StereoCalibrator::Result StereoCalibrator::calibrate(const std::vector<TargetDetector::PairCorners>& views,
                                                      cv::Size eyeSize) const
 {
+    if (eyeSize.width <= 0 || eyeSize.height <= 0) {
+        Result failed;
+        failed.error = "no eye image size";
+        return failed;
+    }
     std::vector<int> use;
     for (int v = 0; v < static_cast<int>(views.size()); ++v)
         use.push_back(v);

@@ -6,6 +6,8 @@
 
 #include <opencv2/core.hpp>
 
+#include "camera/calibration/KorvaneCalibrationExport.h"
+
 #include "camera/calibration/TargetDetector.h"
 
 namespace korvane::calibration {
@@ -14,7 +16,7 @@ namespace korvane::calibration {
 // (OpenCV contrib's omnidir): each eye, then the pair. A view whose error
 // is far above the others' (a misfound corner, a blurred frame) is dropped
 // and the calibration run again; the result says which views went.
-class StereoCalibrator
+class KORVANE_CALIBRATION_EXPORT StereoCalibrator
 {
 public:
     // One eye's model, for the image size it was calibrated at.

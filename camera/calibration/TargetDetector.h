@@ -6,6 +6,8 @@
 
 #include <opencv2/core.hpp>
 
+#include "camera/calibration/KorvaneCalibrationExport.h"
+
 #include "camera/calibration/CalibrationTarget.h"
 
 namespace korvane::calibration {
@@ -14,7 +16,7 @@ namespace korvane::calibration {
 // side-by-side frame. A chessboard is looked for with OpenCV's sector-based
 // finder first and its classic finder after; a ChArUco board by its markers
 // and the corners between them, so a partly seen board still gives corners.
-class TargetDetector
+class KORVANE_CALIBRATION_EXPORT TargetDetector
 {
 public:
     // Corners found in one image: their numbers and sub-pixel positions.

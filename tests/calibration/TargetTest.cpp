@@ -4,6 +4,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "RenderedViews.h"
+#include "camera/calibration/StereoCalibrator.h"
 #include "camera/calibration/TargetDetector.h"
 
 using korvane::calibration::CalibrationTarget;
@@ -132,4 +133,19 @@ TEST(TargetPose, VariedPosesReachBeyondTheFisheyeCircle)
     }
     EXPECT_GE(partial, 3);
     EXPECT_GE(whole, 10);
+}
+
+TEST(StereoCalibrator, RefusesTooFewViewsAndAMissingImageSize)
+{
+    const TargetDetector detector(kCharuco);
+    const korvane::calibration::StereoCalibrator calibrator(detector);
+    const auto none = calibrator.calibrate({}, {928, 800});
+    EXPECT_FALSE(none.ok);
+    EXPECT_EQ(none.error, "too few views: 0 (at least 5 needed)");
+    TargetDetector::PairCorners pair;
+    pair.ids = {0, 1, 2};
+    pair.left = pair.right = {{1, 1}, {2, 2}, {3, 3}};
+    const auto sizeless = calibrator.calibrate(std::vector<TargetDetector::PairCorners>(6, pair), {0, 0});
+    EXPECT_FALSE(sizeless.ok);
+    EXPECT_EQ(sizeless.error, "no eye image size");
 }
