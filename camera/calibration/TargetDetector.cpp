@@ -94,9 +94,17 @@ TargetDetector::Corners TargetDetector::detectCharuco(const cv::Mat& g) const
                                          cv::noArray(), 1);
     // The interpolation's own refinement stops early; a tighter one on a
     // small window settles the saddles.
-    if (!corners.pixels.empty())
-        cv::cornerSubPix(g, corners.pixels, {4, 4}, {-1, -1},
+    // Its window stays inside the white rim between a corner and the
+    // markers around it, whose cells would pull the fit.
+    if (!corners.pixels.empty()) {
+        double markerSide = 0.0;
+        for (const auto& marker : markers)
+            markerSide += cv::norm(marker[0] - marker[1]) / static_cast<double>(markers.size());
+        const double squarePixels = markerSide * m_target.squareMillimetres() / m_target.markerMillimetres();
+        const int half = std::max(2, std::min(4, static_cast<int>(squarePixels * 0.15)));
+        cv::cornerSubPix(g, corners.pixels, {half, half}, {-1, -1},
                          cv::TermCriteria(cv::TermCriteria::EPS + cv::TermCriteria::COUNT, 50, 0.001));
+    }
     return corners;
 }
 
