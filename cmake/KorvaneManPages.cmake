@@ -1,7 +1,7 @@
 # Manual pages of the installed programs, made by help2man from each
-# program's --help and --version when the kit is built for packages.
+# program's --help and --version when the kit is built for packages;
+# compressed with the gzip the packaging found.
 find_program(KORVANE_HELP2MAN help2man REQUIRED)
-find_program(KORVANE_GZIP gzip REQUIRED)
 set(KORVANE_MAN_DIR ${PROJECT_BINARY_DIR}/man)
 file(MAKE_DIRECTORY ${KORVANE_MAN_DIR})
 

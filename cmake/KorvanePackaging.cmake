@@ -35,6 +35,9 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY "=")
 set(CPACK_COMPONENTS_ALL ${KORVANE_RUNTIME_COMPONENT} ${KORVANE_DEVELOPMENT_COMPONENT}
   ${KORVANE_TOOLS_COMPONENT} ${KORVANE_VIRTUAL_MODULE_COMPONENT})
+if(KORVANE_BUILD_PYTHON)
+  list(APPEND CPACK_COMPONENTS_ALL ${KORVANE_PYTHON_COMPONENT})
+endif()
 
 # The changelog every package carries, compressed as Debian wants it (no name
 # or time in the gzip header, best compression).
@@ -110,6 +113,22 @@ korvane_debian_package(${KORVANE_VIRTUAL_MODULE_COMPONENT} korvane-virtual-modul
     "korvane-virtual-module runs a program against emulated camera modules"
     "(controller chip, serial flash, video node) for development and tests"
     "without hardware.")
+
+if(KORVANE_BUILD_PYTHON)
+  # Built for one interpreter version: the package asks for that one.
+  set(python_version ${Python3_VERSION_MAJOR}.${Python3_VERSION_MINOR})
+  math(EXPR python_next "${Python3_VERSION_MINOR} + 1")
+  string(TOUPPER ${KORVANE_PYTHON_COMPONENT} python_var)
+  set(CPACK_DEBIAN_${python_var}_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/python3-korvane/prerm)
+  korvane_debian_package(${KORVANE_PYTHON_COMPONENT} python3-korvane python
+    COMPONENT_DEPENDS ${KORVANE_RUNTIME_COMPONENT}
+    DEPENDS "python3 (>= ${python_version})" "python3 (<< ${Python3_VERSION_MAJOR}.${python_next})" python3-numpy
+    DESCRIPTION "stereo fisheye camera kit - Python module"
+      "The module korvane: the Korvane stereo camera kit's cameras (capture,"
+      "rectification, disparity, depth and point clouds as NumPy arrays), its"
+      "synthetic stereo module and its control channel (module list,"
+      "registers, GPIO, flash blocks), for Python 3.")
+endif()
 
 if(KORVANE_BUILD_MAN_PAGES)
   include(cmake/KorvaneManPages.cmake)

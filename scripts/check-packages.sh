@@ -3,8 +3,9 @@
 # with apt-get and uses the installed kit with nothing from the build tree:
 # the main job, a CMake and a pkg-config consumer, the maintenance tool under
 # the virtual-module launcher and as a user who may not open the node, the
-# udev rules. Then purges the packages and checks that none of their files is
-# left. Run as root: it installs and removes packages.
+# Python module under Debian's python3, the udev rules. Then purges the
+# packages and checks that none of their files is left. Run as root: it
+# installs and removes packages.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source_dir=$PWD
@@ -66,7 +67,7 @@ done < <(dpkg -L "${packages[@]}") >"$work/files"
 
 # From here on nothing of the build tree is on any path.
 cd "$work"
-unset LD_LIBRARY_PATH LD_PRELOAD LIBRARY_PATH CPATH PKG_CONFIG_PATH CMAKE_PREFIX_PATH
+unset LD_LIBRARY_PATH LD_PRELOAD LIBRARY_PATH CPATH PKG_CONFIG_PATH CMAKE_PREFIX_PATH PYTHONPATH
 export OPENCV_LOG_LEVEL=ERROR
 
 echo "== the installed main job on the synthetic module"
@@ -122,6 +123,23 @@ denied="korvane-maintenance: permission denied on /dev/video0: install the udev 
 expect_output "status 3" "${launch[@]}" sh "$work/denied.sh" "$work/denied.err" "$user"
 [[ $(cat "$work/denied.err") == "$denied" ]] || fail "as $user the tool said: $(cat "$work/denied.err")"
 echo "ok: a node the user may not open is named, status 3"
+
+echo "== the installed Python module, under Debian's python3"
+python=(/usr/bin/python3 -c)
+expect_output "korvane $kit_version (400, 928, 3)" "${python[@]}" \
+  'import korvane; print("korvane", korvane.__version__, korvane.synthetic.Module((928, 400)).render_frame(0).shape)'
+expect_output "['KV0001']" "${launch[@]}" "${python[@]}" \
+  'import korvane; print([m["serial"] for m in korvane.list_modules()])'
+# The installed launcher, found on PATH by korvane.virtual.
+cat >"$work/virtual.py" <<'EOF'
+import sys
+import korvane
+listing = "import korvane; print([(m['chip'], m['serial']) for m in korvane.list_modules()])"
+result = korvane.virtual.run(["chip=2650,video=0,serial=KV0002"], [sys.executable, "-c", listing],
+                             capture_output=True, text=True, timeout=60)
+print(result.stdout.strip() or result.stderr.strip())
+EOF
+expect_output "[('SPCA2650', 'KV0002')]" /usr/bin/python3 "$work/virtual.py"
 
 echo "== the udev rules"
 rules=$(grep '/rules\.d/.*\.rules$' "$work/files" || true)

@@ -8,6 +8,7 @@ main_packages=(
   libopencv-dev libopencv-contrib-dev libudev-dev zlib1g-dev
   libgstreamer1.0-dev gstreamer1.0-plugins-base gstreamer1.0-plugins-good
   gstreamer1.0-plugins-ugly
+  python3-dev pybind11-dev python3-numpy
 )
 # Building the Debian packages: the launcher's umockdev, dpkg-shlibdeps, the
 # file type probe CPack runs and the manual pages' maker.
@@ -23,6 +24,7 @@ test_packages=(
   libgstreamer-plugins-base1.0-dev gstreamer1.0-libav
   xvfb xdotool
   lintian
+  python3-pytest
 )
 
 case "${1:-main}" in

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Installs what is missing, then builds and runs every test: the unit tests
-# under AddressSanitizer and UndefinedBehaviorSanitizer, the package check on
-# a plain release build, the Debian packages (built, installed, used and
-# purged again), and each fuzzer for a bounded time.
+# under AddressSanitizer and UndefinedBehaviorSanitizer, the package check and
+# the Python module's tests (under Debian's python3) on a plain release build,
+# the Debian packages (built, installed, used and purged again), and each
+# fuzzer for a bounded time.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/install-deps.sh test
@@ -25,10 +26,10 @@ cmake --build build-tsan --target capture_test depth_test pipeline_test
 TSAN_OPTIONS="suppressions=$PWD/tests/tsan.supp" ctest --test-dir build-tsan --output-on-failure -j "$jobs" -R '(Capture|SharedMemory|LoopbackStream|DisplayDepth|Cloud|DisparityWorker|PairsInFlight|NewestPair|FramePublisher|ImageSequenceSink)' \
   -E '(RawWidthOfNeitherSize|WorkerFailure)'
 
-echo "== release build (benchmarks included), installed package used by another project"
+echo "== release build (benchmarks included), installed package used by another project, Python module"
 cmake -S . -B build-release -G Ninja -DCMAKE_BUILD_TYPE=Release -DKORVANE_BUILD_BENCHMARKS=ON
 cmake --build build-release
-ctest --test-dir build-release --output-on-failure -L package
+ctest --test-dir build-release --output-on-failure -L 'package|python'
 
 echo "== Debian packages: lintian, installed, used from outside the build tree, purged"
 scripts/check-packages.sh

@@ -1,6 +1,10 @@
 #include "Extension_Unit_Class/Module_Handle.h"
 
 #include "Extension_Unit_Class/Camera_Status.h"
+#include "Extension_Unit_Class/Chip_Registry.h"
+#include "Extension_Unit_Class/Download_Progress.h"
+#include "Extension_Unit_Class/Extension_Unit_Base_Protocol.h"
+#include "Extension_Unit_Class/Serial_Flash_Part_Name.h"
 
 #include <thread>
 
@@ -12,6 +16,8 @@ Module_Handle::Module_Handle(_Device_Point_* device, const info_camera_os& infor
     m_information.location[sizeof m_information.location - 1] = '\0';
     m_strings.iSerialNumber[sizeof m_strings.iSerialNumber - 1] = '\0';
     m_identity = Module_Identity::Of(m_information, m_strings);
+    const char* model = device->p_device ? device->p_device->This_is() : nullptr;
+    m_model = model && *model ? model : "UNKNOW";
 }
 
 Module_Handle::~Module_Handle() { Camera_Device_Point_UnInit(&m_device); }
@@ -67,4 +73,41 @@ void Module_Handle::Refresh(_Device_Point_& record) const
 {
     record.u_index = m_device->u_index;
     record.p_device = m_device->p_device;
+}
+
+std::string Module_Handle::Model() const { return m_model; }
+
+std::string Module_Handle::Chip_Name() const
+{
+    const Chip_Description* chip = Chip_Description_For_Model(Model());
+    return chip ? chip->chip : "unknown";
+}
+
+std::string Module_Handle::Flash_Part_Name() const
+{
+    Extension_Unit_Base_Protocol* protocol = m_device->p_device;
+    return Serial_Flash_Part_Name(protocol ? protocol->Read_Flash_type() : 0);
+}
+
+std::string Module_Handle::Download_Phase(float percent) const
+{
+    const Chip_Description* chip = Chip_Description_For_Model(Model());
+    return chip ? Download_Phase_At_Percent(Download_Progress_Plan_Of(*chip->table), percent) : "";
+}
+
+bool Module_Handle::Download_Rewrites_User_Data() const
+{
+    const Chip_Description* chip = Chip_Description_For_Model(Model());
+    return chip && ::Download_Rewrites_User_Data(*chip);
+}
+
+bool Module_Handle::User_Data_Layout(const std::string& model, std::vector<std::uint32_t>& flashPieces,
+                                     bool& downloadRewritesThem)
+{
+    const Chip_Description* chip = Chip_Description_For_Model(model);
+    if (!chip)
+        return false;
+    flashPieces = User_Data_Flash_Pieces(*chip);
+    downloadRewritesThem = ::Download_Rewrites_User_Data(*chip);
+    return true;
 }

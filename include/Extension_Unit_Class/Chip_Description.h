@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 class Extension_Unit_Base_Class;
 class Extension_Unit_Chip_Protocol;
@@ -63,6 +64,14 @@ std::unique_ptr<Extension_Unit_Chip_Protocol> Make_Table_Protocol(Extension_Unit
 // The flash piece under a user piece index that holds the firmware image
 // header: writing it back after a download would break the new firmware.
 bool Is_Firmware_Header_Piece(const Chip_Description& description, std::uint32_t flashPiece);
+
+// The flash pieces that hold the chip's user data, in user piece index
+// order; the list ends before an index that reaches the firmware header.
+std::vector<std::uint32_t> User_Data_Flash_Pieces(const Chip_Description& description);
+
+// True when the chip's firmware download erases and rewrites a flash piece
+// that holds user data.
+bool Download_Rewrites_User_Data(const Chip_Description& description);
 
 // True when the model name is the chip's own or one of its family's.
 bool Names_Model(const Chip_Description& description, const char* model);

@@ -11,6 +11,7 @@
 #include "Extension_Unit_Class/camera_api.h"
 
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -44,6 +45,25 @@ public:
     std::string Device_Path() const { return m_information.device; }
     // The identification string of the maintenance operations.
     std::string Identification() const;
+    // The model name its protocol reported when the handle was made
+    // ("UNKNOW" without one, as the unknown chip's protocol says), the controller chip ("SPCA2620", "unknown" for a model no known chip
+    // reports) and the serial flash part fitted ("MX25L512", "unknown").
+    std::string Model() const;
+    std::string Chip_Name() const;
+    std::string Flash_Part_Name() const;
+    // The phase of this chip's firmware download at that percentage:
+    // "preparing", "erasing", "writing and verifying", "header" or
+    // "restarting"; "" for a chip without a download.
+    std::string Download_Phase(float percent) const;
+    // True when this chip's firmware download rewrites the flash that holds
+    // its user data (the calibration among them): a caller keeps a backup
+    // and writes the pieces back afterwards.
+    bool Download_Rewrites_User_Data() const;
+    // The flash pieces that hold the user data of the chip behind that
+    // model name, in user piece index order, and whether its firmware
+    // download rewrites them; false for a model no known chip reports.
+    static bool User_Data_Layout(const std::string& model, std::vector<std::uint32_t>& flashPieces,
+                                 bool& downloadRewritesThem);
 
     // Points record at this handle's camera (its index and protocol), so
     // that a record the caller made before the list was rebuilt leads to
@@ -57,6 +77,7 @@ private:
     info_camera_os m_information;
     info_camera_String m_strings;
     Module_Identity m_identity;
+    std::string m_model;
 };
 
 #endif

@@ -4,28 +4,16 @@
 #include <deque>
 
 #include "Extension_Unit_Class/Chip_Registry.h"
-#include "Extension_Unit_Class/Flash_Piece_Plan.h"
 
 namespace korvane::maintenance {
 
 namespace {
 
-// The download's progress steps as the chip's table has them: the first
-// step, the one after the command set is loaded where the chip takes it,
-// and the one after the piece length is known.
-DownloadPlan planOf(const Extension_Unit_Chip_Table& table)
-{
-    const Firmware_Layout& firmware = table.firmware;
-    return {table.progressDivisor, firmware.stepAfterFlashType ? 3 : 2,
-            static_cast<int>(firmware.areaLength / FLASH_PIECE_SIZE),
-            static_cast<int>(firmware.areaLength / table.pieceLength)};
-}
-
 ChipFacts factsOf(const Chip_Description& chip)
 {
     const Extension_Unit_Chip_Table& table = *chip.table;
     return {chip.model, chip.chip, {table.firmware.imageTypes[0], table.firmware.imageTypes[1]},
-            table.firmware.areaLength, planOf(table)};
+            table.firmware.areaLength, Download_Progress_Plan_Of(table)};
 }
 
 // The facts handed out, one per description, kept at fixed addresses; the

@@ -4,18 +4,9 @@
 #include <cstdint>
 #include <string>
 
-namespace korvane::maintenance {
+#include "Extension_Unit_Class/Download_Progress.h"
 
-// How a chip's firmware download counts its progress steps: the first
-// steps prepare, one step per erased sector, a write and a read-back step
-// per piece (the header piece last), and a final step before the restart.
-struct DownloadPlan
-{
-    float stepsPerPercent;
-    int preparingSteps;
-    int sectors;
-    int pieces; // with the chip's usual piece length
-};
+namespace korvane::maintenance {
 
 // What the tool needs of a controller chip, read from its description in
 // the chip registry and found by the model name its protocol reports.
@@ -25,7 +16,7 @@ struct ChipFacts
     const char* chip;              // "SPCA2620", ...
     std::int32_t imageTypes[2];    // FirmwareType values its download takes (0: unused)
     std::uint32_t firmwareArea;    // bytes of flash the download rewrites
-    DownloadPlan plan;
+    Download_Progress_Plan plan;
 };
 
 // The facts of the chip behind that model name, or null for a model no

@@ -30,21 +30,7 @@ bool parseScheduleLine(const std::string& line, float& percent)
     return true;
 }
 
-std::string downloadPhase(const DownloadPlan& plan, int step)
-{
-    int last = plan.preparingSteps;
-    if (step <= last)
-        return "preparing";
-    if (step <= (last += plan.sectors))
-        return "erasing";
-    if (step <= (last += 2 * (plan.pieces - 1)))
-        return "writing and verifying";
-    if (step <= last + 2)
-        return "header";
-    return "restarting";
-}
-
-DownloadProgressBar::DownloadProgressBar(std::ostream& out, const DownloadPlan& plan, bool terminal)
+DownloadProgressBar::DownloadProgressBar(std::ostream& out, const Download_Progress_Plan& plan, bool terminal)
     : m_out(out), m_plan(plan), m_terminal(terminal)
 {
 }
@@ -81,8 +67,7 @@ void DownloadProgressBar::finish()
 void DownloadProgressBar::show(float percent)
 {
     m_percent = percent;
-    const int step = static_cast<int>(std::lround(percent * m_plan.stepsPerPercent));
-    const std::string phase = step == 0 ? "preparing" : downloadPhase(m_plan, step);
+    const std::string phase = Download_Phase_At_Percent(m_plan, percent);
     const std::string text = barText(percent, phase);
     if (m_terminal && text != m_drawn) {
         // Padding clears what a longer phase name left on the line.

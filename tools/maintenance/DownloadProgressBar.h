@@ -12,17 +12,13 @@ namespace korvane::maintenance {
 // false for any other line.
 bool parseScheduleLine(const std::string& line, float& percent);
 
-// The phase a download is in after its step-th progress step: "preparing",
-// "erasing", "writing and verifying", "header" or "restarting".
-std::string downloadPhase(const DownloadPlan& plan, int step);
-
 // Draws a firmware download's progress bar, with its phase, from the text
 // the download prints on its standard error. On a terminal the bar is
 // redrawn in place; elsewhere one line is printed per phase.
 class DownloadProgressBar
 {
 public:
-    DownloadProgressBar(std::ostream& out, const DownloadPlan& plan, bool terminal);
+    DownloadProgressBar(std::ostream& out, const Download_Progress_Plan& plan, bool terminal);
 
     // Draws the bar at 0 percent, preparing.
     void start();
@@ -39,7 +35,7 @@ private:
     std::string barText(float percent, const std::string& phase) const;
 
     std::ostream& m_out;
-    DownloadPlan m_plan;
+    Download_Progress_Plan m_plan;
     bool m_terminal;
     std::string m_pending; // an unfinished line
     float m_percent = 0.0f;

@@ -53,7 +53,7 @@ std::string imageMisfit(const Image& image, const ChipFacts& facts, const Module
 }
 
 // Camera_Updata with the progress bar drawn from its standard error output.
-int downloadWithProgress(ToolContext& context, ModuleHandle& module, Image& image, const DownloadPlan& plan)
+int downloadWithProgress(ToolContext& context, ModuleHandle& module, Image& image, const Download_Progress_Plan& plan)
 {
     DownloadProgressBar bar(context.out(), plan, context.terminal());
     bar.start();

@@ -8,9 +8,9 @@
 #include "ChipCatalog.h"
 #include "ExitCode.h"
 #include "Extension_Unit_Class/Extension_Unit_Functions.h"
+#include "Extension_Unit_Class/Serial_Flash_Part_Name.h"
 #include "Extension_Unit_Class/Video_Node_Access.h"
 #include "FailureText.h"
-#include "FlashPartName.h"
 #include "PrintableText.h"
 #include "ToolContext.h"
 
@@ -26,7 +26,7 @@ std::string chipName(const ModuleHandle& module)
     return facts ? facts->chip : "unknown";
 }
 
-std::string flashPart(const ModuleHandle& module) { return flashPartName(Read_Flash_type(module.device()->p_device)); }
+std::string flashPart(const ModuleHandle& module) { return Serial_Flash_Part_Name(Read_Flash_type(module.device()->p_device)); }
 
 std::string vidPid(const ModuleHandle& module)
 {

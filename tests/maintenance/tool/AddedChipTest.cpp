@@ -138,7 +138,7 @@ TEST_F(AddedChip, TheToolListsItAndKnowsItsImagesAndUserData)
     EXPECT_EQ(korvane::maintenance::chipsTakingImageType(SPCA_2088), "SPCA2281 or KX0001");
     const korvane::maintenance::ChipFacts* facts = korvane::maintenance::chipFactsFor("KVX_TEST_1");
     ASSERT_NE(facts, nullptr);
-    const korvane::maintenance::DownloadPlan& plan = facts->plan;
+    const Download_Progress_Plan& plan = facts->plan;
     EXPECT_EQ(plan.preparingSteps + plan.sectors + 2 * plan.pieces + 1, 164);
     EXPECT_FLOAT_EQ(164 / plan.stepsPerPercent, 100.0f);
 

@@ -9,7 +9,7 @@
 #include "DownloadProgressBar.h"
 #include "Extension_Unit_Class/Firmware_Form.h"
 #include "Extension_Unit_Class/Serial_Flash_Identification.h"
-#include "FlashPartName.h"
+#include "Extension_Unit_Class/Serial_Flash_Part_Name.h"
 #include "GpioCommands.h"
 #include "NumberArgument.h"
 #include "PrintableText.h"
@@ -111,7 +111,7 @@ TEST(ChipCatalog, EveryPlanCountsOneHundredPercent)
     for (const char* model : {"QLV_8M_1", "QLV_1080P_1", "QLV_1080P_2", "QLV_3M_1", "QLVR_56_2", "QLVR_1080p_3D"}) {
         const ChipFacts* facts = chipFactsFor(model);
         ASSERT_NE(facts, nullptr) << model;
-        const DownloadPlan& plan = facts->plan;
+        const Download_Progress_Plan& plan = facts->plan;
         const int steps = plan.preparingSteps + plan.sectors + 2 * plan.pieces + 1;
         EXPECT_FLOAT_EQ(steps / plan.stepsPerPercent, 100.0f) << model;
         EXPECT_EQ(static_cast<std::uint32_t>(plan.sectors) * 4096, facts->firmwareArea) << model;
@@ -136,12 +136,12 @@ TEST(PrintableText, EscapesEveryByteOutsidePrintableAscii)
 
 TEST(FlashPartName, NamesWithoutTheirPrefix)
 {
-    EXPECT_EQ(flashPartName(SF_MX25L512), "MX25L512");
-    EXPECT_EQ(flashPartName(SF_AMICA25LS512), "AMICA25LS512");
-    EXPECT_EQ(flashPartName(SF_W25X40CLSNIG), "W25X40CLSNIG");
-    EXPECT_EQ(flashPartName(SF_UNDEFINED), "unknown");
-    EXPECT_EQ(flashPartName(-1), "unknown");
-    EXPECT_EQ(flashPartName(SF_AMICA25LS512 + 1), "unknown");
+    EXPECT_EQ(std::string(Serial_Flash_Part_Name(SF_MX25L512)), "MX25L512");
+    EXPECT_EQ(std::string(Serial_Flash_Part_Name(SF_AMICA25LS512)), "AMICA25LS512");
+    EXPECT_EQ(std::string(Serial_Flash_Part_Name(SF_W25X40CLSNIG)), "W25X40CLSNIG");
+    EXPECT_EQ(std::string(Serial_Flash_Part_Name(SF_UNDEFINED)), "unknown");
+    EXPECT_EQ(std::string(Serial_Flash_Part_Name(-1)), "unknown");
+    EXPECT_EQ(std::string(Serial_Flash_Part_Name(SF_AMICA25LS512 + 1)), "unknown");
 }
 
 TEST(GpioPins, TheChipsPins)
@@ -166,16 +166,16 @@ TEST(DownloadProgress, ScheduleLines)
 
 TEST(DownloadProgress, PhasesOfThe2620Download)
 {
-    const DownloadPlan& plan = chipFactsFor("QLV_8M_1")->plan;
-    EXPECT_EQ(downloadPhase(plan, 1), "preparing");
-    EXPECT_EQ(downloadPhase(plan, 2), "preparing");
-    EXPECT_EQ(downloadPhase(plan, 3), "erasing");
-    EXPECT_EQ(downloadPhase(plan, 18), "erasing");
-    EXPECT_EQ(downloadPhase(plan, 19), "writing and verifying");
-    EXPECT_EQ(downloadPhase(plan, 144), "writing and verifying");
-    EXPECT_EQ(downloadPhase(plan, 145), "header");
-    EXPECT_EQ(downloadPhase(plan, 146), "header");
-    EXPECT_EQ(downloadPhase(plan, 147), "restarting");
+    const Download_Progress_Plan& plan = chipFactsFor("QLV_8M_1")->plan;
+    EXPECT_EQ(std::string(Download_Phase_At_Step(plan, 1)), "preparing");
+    EXPECT_EQ(std::string(Download_Phase_At_Step(plan, 2)), "preparing");
+    EXPECT_EQ(std::string(Download_Phase_At_Step(plan, 3)), "erasing");
+    EXPECT_EQ(std::string(Download_Phase_At_Step(plan, 18)), "erasing");
+    EXPECT_EQ(std::string(Download_Phase_At_Step(plan, 19)), "writing and verifying");
+    EXPECT_EQ(std::string(Download_Phase_At_Step(plan, 144)), "writing and verifying");
+    EXPECT_EQ(std::string(Download_Phase_At_Step(plan, 145)), "header");
+    EXPECT_EQ(std::string(Download_Phase_At_Step(plan, 146)), "header");
+    EXPECT_EQ(std::string(Download_Phase_At_Step(plan, 147)), "restarting");
 }
 
 // The download's standard error text for steps first .. last of the 2620.

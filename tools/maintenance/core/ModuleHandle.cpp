@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "Extension_Unit_Class/Camera_Status.h"
-#include "Extension_Unit_Class/Extension_Unit_Functions.h"
 #include "Extension_Unit_Class/Video_Node_Access.h"
 
 namespace korvane::maintenance {
@@ -23,6 +22,12 @@ std::vector<std::unique_ptr<ModuleHandle>> ModuleHandle::openAll()
     for (auto& module : Module_Handle::Open_All())
         modules.push_back(std::unique_ptr<ModuleHandle>(new ModuleHandle(std::move(module))));
     return modules;
+}
+
+std::unique_ptr<ModuleHandle> ModuleHandle::open(int index)
+{
+    std::unique_ptr<Module_Handle> module = Module_Handle::Open(index);
+    return module ? std::unique_ptr<ModuleHandle>(new ModuleHandle(std::move(module))) : nullptr;
 }
 
 std::unique_ptr<ModuleHandle> ModuleHandle::openByNode(int node, std::string& error)
@@ -68,12 +73,7 @@ int ModuleHandle::deviceNode() const
     return node;
 }
 
-std::string ModuleHandle::model() const
-{
-    _Device_Point_* device = m_module->Device();
-    const char* name = device->p_device ? This_is(device->p_device) : nullptr;
-    return name ? name : "UNKNOW";
-}
+std::string ModuleHandle::model() const { return m_module->Model(); }
 
 std::string ModuleHandle::identification() const { return m_module->Identification(); }
 

@@ -22,6 +22,8 @@ class ModuleHandle
 public:
     // Every module on the camera list, enumerated afresh, in list order.
     static std::vector<std::unique_ptr<ModuleHandle>> openAll();
+    // The module at that index of the present camera list, or null.
+    static std::unique_ptr<ModuleHandle> open(int index);
     // The module on /dev/video<node>; null, with the reason in error, when
     // there is none (or when this user may not open the node).
     static std::unique_ptr<ModuleHandle> openByNode(int node, std::string& error);
@@ -36,6 +38,7 @@ public:
     ModuleHandle& operator=(const ModuleHandle&) = delete;
 
     _Device_Point_* device() const { return m_module->Device(); }
+    const Module_Handle& handle() const { return *m_module; }
     const info_camera_os& information() const { return m_module->Information(); }
     // What finds this module again after it re-enumerates.
     const Module_Identity& identity() const { return m_module->Identity(); }

@@ -24,12 +24,11 @@ public:
     const std::vector<std::uint32_t>& flashPieces() const { return m_flashPieces; }
     std::size_t pieceCount() const { return m_flashPieces.size(); }
     // True when a firmware download rewrites a flash piece that holds user data.
-    bool downloadCoversUserData() const;
+    bool downloadCoversUserData() const { return m_downloadCoversUserData; }
 
 private:
     std::vector<std::uint32_t> m_flashPieces;
-    std::uint32_t m_downloadAreaStart = 0;
-    std::uint32_t m_downloadAreaLength = 0;
+    bool m_downloadCoversUserData = false;
 };
 
 } // namespace korvane::maintenance

@@ -1,10 +1,8 @@
-#include "FlashPartName.h"
+#include "Extension_Unit_Class/Serial_Flash_Part_Name.h"
 
 #include <iterator>
 
 #include "Extension_Unit_Class/Serial_Flash_Identification.h"
-
-namespace korvane::maintenance {
 
 namespace {
 
@@ -26,11 +24,9 @@ static_assert(std::size(kPartNames) == SF_AMICA25LS512 + 1, "one name per flash 
 
 } // namespace
 
-std::string flashPartName(int part)
+const char* Serial_Flash_Part_Name(int part)
 {
     if (part <= SF_UNDEFINED || part > SF_AMICA25LS512)
         return "unknown";
     return kPartNames[part];
 }
-
-} // namespace korvane::maintenance
