@@ -2,6 +2,7 @@
 // target's print, and a clear refusal with status 1 of every bad source.
 #include <chrono>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -33,11 +34,14 @@ struct ToolRun
     std::string output;
 };
 
-ToolRun calibrate(std::vector<std::string> arguments, std::chrono::seconds timeout = 60s)
+ToolRun calibrate(std::vector<std::string> arguments, std::chrono::seconds timeout = 60s,
+                  const std::map<std::string, std::string>& environment = {})
 {
     arguments.insert(arguments.begin(), KORVANE_CALIBRATE_TOOL);
+    std::map<std::string, std::string> withoutDisplay = environment;
+    withoutDisplay["DISPLAY"] = "";
     ToolRun run;
-    run.output = runProgram(arguments, {{"DISPLAY", ""}}, run.status, timeout, StandardError::Collected);
+    run.output = runProgram(arguments, withoutDisplay, run.status, timeout, StandardError::Collected);
     return run;
 }
 
@@ -84,7 +88,8 @@ TEST(CalibrateTool, BadArgumentsEndWithStatusTwo)
 {
     for (const std::vector<std::string>& arguments :
          {std::vector<std::string>{}, {"--target", "circles", "dir"}, {"--square", "0", "dir"},
-          {"--marker", "50", "dir"}, {"--video", "a.avi", "dir"}, {"--squares", "2x2", "dir"}}) {
+          {"--marker", "50", "dir"}, {"--video", "a.avi", "dir"}, {"--squares", "2x2", "dir"},
+          {"--force", "dir"}, {"--flash", "--max-rms", "-1", "dir"}, {"--flash", "--device", "x", "dir"}}) {
         const ToolRun run = calibrate(arguments);
         EXPECT_EQ(run.status, 2) << run.output;
         EXPECT_EQ(run.output.rfind("korvane-calibrate: ", 0), 0u) << run.output;
@@ -153,3 +158,52 @@ TEST(ViewSource, FramesOfMixedOrOddSizesAreNamed)
     EXPECT_TRUE(ViewSource::commonSize(frames, size, error));
     EXPECT_EQ(size, cv::Size(928, 400));
 }
+
+#ifdef KORVANE_VIRTUAL_MODULE_LAUNCHER
+// --flash writes through the maintenance tool's guarded write (backup,
+// write, read back), only within the limits unless forced; with no module
+// the calibration is kept and the status says it was not flashed.
+TEST(CalibrateTool, FlashesOnlyAGoodEnoughCalibrationThroughTheGuardedWrite)
+{
+    TempDir views, out, backups;
+    writeFrames(views, renderedViews(kCharuco, {1856, 800}, 12, 5));
+    const std::string file = out.file("calibration.yml");
+    const std::map<std::string, std::string> environment = {{"KORVANE_BACKUP_DIR", backups.path()}};
+    const auto underModule = [&](std::vector<std::string> arguments) {
+        arguments = withCharuco(arguments);
+        arguments.insert(arguments.begin(), {KORVANE_VIRTUAL_MODULE_LAUNCHER, "--module",
+                                             "chip=2620,video=0,serial=KV0042", "--", KORVANE_CALIBRATE_TOOL});
+        ToolRun run;
+        std::map<std::string, std::string> withoutDisplay = environment;
+        withoutDisplay["DISPLAY"] = "";
+        run.output = runProgram(arguments, withoutDisplay, run.status, 300s, StandardError::Collected);
+        return run;
+    };
+    const std::vector<std::string> common = {"--output", file, "--report", out.file("report"), "--flash"};
+
+    std::vector<std::string> arguments = common;
+    arguments.push_back(views.path());
+    const ToolRun flashed = underModule(arguments);
+    ASSERT_EQ(flashed.status, 0) << flashed.output;
+    EXPECT_NE(flashed.output.find("User data backed up to " + backups.path()), std::string::npos) << flashed.output;
+    EXPECT_NE(flashed.output.find("written to /dev/video0 and verified"), std::string::npos) << flashed.output;
+
+    arguments = common;
+    arguments.insert(arguments.end(), {"--max-epipolar", "0.0001", views.path()});
+    const ToolRun refused = underModule(arguments);
+    EXPECT_EQ(refused.status, 3) << refused.output;
+    EXPECT_NE(refused.output.find("korvane-calibrate: not flashed: pair RMS error"), std::string::npos)
+        << refused.output;
+    EXPECT_EQ(refused.output.find("User data backed up"), std::string::npos) << refused.output;
+    EXPECT_TRUE(std::filesystem::exists(file));
+
+    arguments = common;
+    arguments.insert(arguments.end(), {"--max-epipolar", "0.0001", "--force", "--device", "4", views.path()});
+    const ToolRun noModule = calibrate(withCharuco(arguments), 300s, environment);
+    EXPECT_EQ(noModule.status, 3) << noModule.output;
+    EXPECT_NE(noModule.output.find("forced"), std::string::npos) << noModule.output;
+    EXPECT_NE(noModule.output.find("korvane-calibrate: not flashed: the write to the module failed"),
+              std::string::npos)
+        << noModule.output;
+}
+#endif

@@ -10,6 +10,7 @@ const char* const kCalibrateUsage =
     "usage: korvane-calibrate [TARGET OPTIONS] [--output FILE] [--report DIR] FOLDER\n"
     "       korvane-calibrate [TARGET OPTIONS] --video SOURCE [--every N] [--output FILE] [--report DIR]\n"
     "       korvane-calibrate [TARGET OPTIONS] --print-target FILE.png\n"
+    "Add --flash [--device N] [--force] to write the result into module N's flash.\n"
     "Calibrates a stereo fisheye module from side-by-side views (1856x800 or 928x400)\n"
     "of a printed target: each eye and the pair with the unified model. Views whose\n"
     "error is far above the others' are dropped. Writes the calibration file (stated\n"
@@ -27,7 +28,17 @@ const char* const kCalibrateUsage =
     "  --serial N, --position N      serial and position number written to the file (default 0)\n"
     "  --output FILE                 default calibration.yml\n"
     "  --report DIR                  default calibration-report\n"
-    "Exit status: 0 calibrated, 1 no calibration (the reason is printed), 2 bad arguments.\n";
+    "  --flash                       then write the calibration into the module's flash through\n"
+    "                                korvane-maintenance calib-write: the module's user data are\n"
+    "                                backed up first and the block is read back and compared.\n"
+    "                                Refused when the pair RMS error is above --max-rms or the\n"
+    "                                rectified epipolar error (median) above --max-epipolar\n"
+    "  --max-rms PX                  default 0.5\n"
+    "  --max-epipolar PX             default 0.3\n"
+    "  --force                       flash even above those limits\n"
+    "  --device N                    the module to flash, /dev/videoN (default 0)\n"
+    "Exit status: 0 calibrated (and flashed when asked), 1 no calibration (the reason is\n"
+    "printed), 2 bad arguments, 3 calibrated but not flashed (the reason is printed).\n";
 
 namespace {
 
@@ -40,6 +51,17 @@ bool readMillimetres(const std::string& option, const char* text, double& value,
     }
     error = badValue(option, "a length in millimetres above 0", text);
     return false;
+}
+
+bool readLimit(const std::string& option, const char* text, double& value, std::string& error)
+{
+    double read = 0.0;
+    if (!readNonNegative(option, text, read, error)) {
+        error = badValue(option, "pixels, 0 or more", text);
+        return false;
+    }
+    value = read;
+    return true;
 }
 
 bool readGrid(const std::string& option, const char* text, cv::Size& size, std::string& error)
@@ -74,6 +96,10 @@ bool takeOption(int argc, char** argv, int& index, CalibrateOptions& o, std::str
         error = unknownArgument(option);
         return false;
     }
+    if (option == "--flash" || option == "--force") {
+        (option == "--flash" ? o.flash : o.force) = true;
+        return true;
+    }
     if (!takeValue(argc, argv, index, value, error))
         return false;
     if (option == "--video")
@@ -102,6 +128,12 @@ bool takeOption(int argc, char** argv, int& index, CalibrateOptions& o, std::str
         return readWholeNumber(option, value, 0, INT_MAX, o.serialNumber, error);
     else if (option == "--position")
         return readWholeNumber(option, value, 0, INT_MAX, o.positionNumber, error);
+    else if (option == "--max-rms")
+        return readLimit(option, value, o.maxPairRms, error);
+    else if (option == "--max-epipolar")
+        return readLimit(option, value, o.maxEpipolar, error);
+    else if (option == "--device")
+        return readWholeNumber(option, value, 0, INT_MAX, o.device, error);
     else {
         error = unknownArgument(option);
         return false;
@@ -129,6 +161,10 @@ bool parseCalibrateOptions(int argc, char** argv, CalibrateOptions& o, std::stri
     }
     if (o.charuco && o.markerMillimetres >= o.squareMillimetres) {
         error = "--marker must be smaller than --square";
+        return false;
+    }
+    if (o.force && !o.flash) {
+        error = "--force goes with --flash";
         return false;
     }
     const int sources = !o.folder.empty() + !o.video.empty();

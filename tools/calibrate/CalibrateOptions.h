@@ -24,6 +24,13 @@ struct CalibrateOptions
     std::string reportDirectory = "calibration-report";
     int serialNumber = 0;
     int positionNumber = 0;
+    bool flash = false;      // write the result to the module's flash
+    bool force = false;      // even above the quality limits
+    int device = 0;          // the module to flash, /dev/video<device>
+    // What --flash needs of a calibration, unless --force: pair RMS error
+    // and median rectified epipolar error, pixels.
+    double maxPairRms = 0.5;
+    double maxEpipolar = 0.3;
 
     korvane::calibration::CalibrationTarget target() const;
 };

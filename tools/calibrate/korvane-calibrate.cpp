@@ -1,6 +1,7 @@
 // Calibrates a stereo fisheye module from side-by-side views of a printed
 // target and writes the calibration file and a report.
 #include <cstdio>
+#include <iostream>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 
 #include "CalibrateOptions.h"
 #include "CalibrationReport.h"
+#include "MaintenanceTool.h"
 #include "ToolOptions.h"
 #include "ViewSource.h"
 #include "camera/calibration/CalibrationFile.h"
@@ -24,6 +26,7 @@ using korvane::calibration::StereoCalibrator;
 using korvane::calibration::TargetDetector;
 
 constexpr int kPrintPixelsPerSquare = 200;
+constexpr int kNotFlashed = 3;
 
 int fail(const std::string& message)
 {
@@ -42,6 +45,31 @@ int printTarget(const CalibrateOptions& o)
                 "measures %.2f mm, and keep it flat\n",
                 o.printTarget.c_str(), target.describe().c_str(), print.cols * millimetresPerPixel,
                 print.rows * millimetresPerPixel, 1.0 / millimetresPerPixel, target.squareMillimetres());
+    return 0;
+}
+
+// The written file into the module's flash, through the maintenance tool's
+// guarded write, when the calibration is within the limits or forced.
+int flash(const CalibrateOptions& o, double pairRms, double epipolarMedian)
+{
+    char figures[160];
+    std::snprintf(figures, sizeof figures, "pair RMS error %.3f px (limit %.3f), epipolar error %.3f px (limit %.3f)",
+                  pairRms, o.maxPairRms, epipolarMedian, o.maxEpipolar);
+    const bool within = pairRms <= o.maxPairRms && epipolarMedian <= o.maxEpipolar;
+    if (!within && !o.force) {
+        std::fprintf(stderr, "korvane-calibrate: not flashed: %s; take better views, or pass --force\n", figures);
+        return kNotFlashed;
+    }
+    std::printf("flashing %s to /dev/video%d (%s%s)\n", o.output.c_str(), o.device, figures,
+                within ? "" : ", forced");
+    std::fflush(stdout);
+    const int status = korvane::maintenance::runMaintenanceTool(
+        {"calib-write", "--device", std::to_string(o.device), o.output}, std::cout, std::cerr);
+    if (status != 0) {
+        std::fprintf(stderr, "korvane-calibrate: not flashed: the write to the module failed (above); %s is kept\n",
+                     o.output.c_str());
+        return kNotFlashed;
+    }
     return 0;
 }
 
@@ -105,5 +133,5 @@ int main(int argc, char** argv)
     if (!CalibrationFile::write(o.output, input.result, input.rawSize, {o.serialNumber, o.positionNumber, {640, 480}}))
         return fail("cannot write " + o.output);
     std::printf("wrote %s and the report in %s\n", o.output.c_str(), o.reportDirectory.c_str());
-    return 0;
+    return o.flash ? flash(o, input.result.pairRms, report.epipolarMedian()) : 0;
 }
