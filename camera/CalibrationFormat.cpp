@@ -67,4 +67,43 @@ cv::Mat CalibrationFormat::identityValue()
     return cv::Mat::eye(3, 3, CV_64F);
 }
 
+cv::Mat CalibrationFormat::value(const Contents& contents, const Entry& entry)
+{
+    switch (entry.kind) {
+    case Kind::WholeNumber: {
+        const int number = entry.item == Item::SerialNumber ? contents.serialNumber : contents.positionNumber;
+        return (cv::Mat_<double>(1, 1) << number);
+    }
+    case Kind::FrameSize:
+        return (cv::Mat_<double>(1, 2) << contents.rectifiedSize.width, contents.rectifiedSize.height);
+    case Kind::Identity: return identityValue();
+    case Kind::Matrix: break;
+    }
+    switch (entry.item) {
+    case Item::LeftXi: return contents.left[2];
+    case Item::LeftIntrinsicMatrix: return contents.left[0];
+    case Item::LeftDistortionCoefficients: return contents.left[1];
+    case Item::LeftRotation: return contents.left[3];
+    case Item::RightXi: return contents.right[2];
+    case Item::RightIntrinsicMatrix: return contents.right[0];
+    case Item::RightDistortionCoefficients: return contents.right[1];
+    case Item::RightRotation: return contents.right[3];
+    case Item::Translation: return contents.left[4];
+    default: return cv::Mat();
+    }
+}
+
+bool CalibrationFormat::write(const std::string& path, const Contents& contents)
+{
+    if (contents.left.size() < 5 || contents.right.size() < 5)
+        return false;
+    cv::FileStorage fs(path, cv::FileStorage::WRITE);
+    if (!fs.isOpened())
+        return false;
+    for (const Entry& entry : writeOrder())
+        fs << entry.key << value(contents, entry);
+    fs.release();
+    return true;
+}
+
 } // namespace korvane

@@ -6,6 +6,7 @@
 // flash block that holds the file. Every value is a matrix of doubles.
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include <opencv2/core.hpp>
@@ -69,6 +70,25 @@ public:
     static const std::vector<const Entry*>& readOrder();
     // The value written under a key of kind Identity.
     static cv::Mat identityValue();
+
+    // What a calibration file holds: each eye's parameter vector as
+    // setCalibParams takes it (intrinsic matrix, distortion row, xi,
+    // rotation, translation; the translation of the left one is written),
+    // the two numbers and the rectified size.
+    struct Contents
+    {
+        std::vector<cv::Mat> left;
+        std::vector<cv::Mat> right;
+        int serialNumber = 0;
+        int positionNumber = 0;
+        cv::Size rectifiedSize;
+    };
+
+    // The value written under one key.
+    static cv::Mat value(const Contents& contents, const Entry& entry);
+    // Writes every key in the write order; false when the file cannot be
+    // written or a parameter vector is short.
+    static bool write(const std::string& path, const Contents& contents);
 };
 
 } // namespace korvane

@@ -2,7 +2,7 @@ include(CMakePackageConfigHelpers)
 
 set(KORVANE_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/KorvaneSDK)
 
-install(TARGETS korvane_camera korvane_control korvane_synthetic
+install(TARGETS korvane_camera korvane_control korvane_calibration korvane_synthetic
   EXPORT KorvaneSDKTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${KORVANE_RUNTIME_COMPONENT}
     NAMELINK_COMPONENT ${KORVANE_DEVELOPMENT_COMPONENT}

@@ -29,7 +29,8 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 get_target_property(camera_dir korvane_camera BINARY_DIR)
 get_target_property(control_dir korvane_control BINARY_DIR)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${camera_dir} ${control_dir})
+get_target_property(calibration_dir korvane_calibration BINARY_DIR)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${camera_dir} ${control_dir} ${calibration_dir})
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY "=")
 set(CPACK_COMPONENTS_ALL ${KORVANE_RUNTIME_COMPONENT} ${KORVANE_DEVELOPMENT_COMPONENT}
@@ -78,7 +79,8 @@ korvane_debian_package(${KORVANE_RUNTIME_COMPONENT} ${KORVANE_RUNTIME_PACKAGE} l
     "a module's side-by-side frames, rectifies its two fisheye views and turns"
     "them into disparity, depth images and point clouds; libkorvane_control"
     "talks to the module's controller chip (registers, GPIO, serial flash,"
-    "firmware download)."
+    "firmware download); libkorvane_calibration calibrates a module from views"
+    "of a printed chessboard or ChArUco board."
     "."
     "Also holds the small program the camera library parses settings files"
     "with before it loads them.")

@@ -1,6 +1,9 @@
 #include "emulator/synthetic/ProceduralTexture.h"
 
+#include <algorithm>
 #include <cmath>
+
+#include <opencv2/imgproc.hpp>
 
 namespace korvane::synthetic {
 
@@ -52,6 +55,36 @@ ProceduralTexture ProceduralTexture::checker(const cv::Vec3d& darkBgr, const cv:
                              squareSize / (CV_PI * edgeWidth), 0);
 }
 
+ProceduralTexture ProceduralTexture::print(const cv::Mat& image, double metresPerPixel, double edgeWidth)
+{
+    ProceduralTexture texture(Kind::Print, {255.0, 255.0, 255.0}, {255.0, 255.0, 255.0}, metresPerPixel, 0.0, 0);
+    cv::Mat colour;
+    if (image.channels() == 1)
+        cv::cvtColor(image, colour, cv::COLOR_GRAY2BGR);
+    else
+        colour = image;
+    colour.convertTo(texture.m_print, CV_32FC3);
+    const double sigma = edgeWidth / metresPerPixel;
+    if (sigma > 0.3)
+        cv::GaussianBlur(texture.m_print, texture.m_print, cv::Size(), sigma, sigma, cv::BORDER_REPLICATE);
+    return texture;
+}
+
+// Bilinear between the print's pixel centres; white beyond its border.
+cv::Vec3d ProceduralTexture::printColour(double a, double b) const
+{
+    const double x = a / m_size + m_print.cols / 2.0 - 0.5;
+    const double y = b / m_size + m_print.rows / 2.0 - 0.5;
+    if (!(x >= 0.0 && y >= 0.0 && x <= m_print.cols - 1.0 && y <= m_print.rows - 1.0))
+        return m_first;
+    const int x0 = std::min(static_cast<int>(x), m_print.cols - 2);
+    const int y0 = std::min(static_cast<int>(y), m_print.rows - 2);
+    const double fx = x - x0, fy = y - y0;
+    const auto at = [&](int row, int col) { return cv::Vec3d(m_print.at<cv::Vec3f>(row, col)); };
+    return (at(y0, x0) * (1.0 - fx) + at(y0, x0 + 1) * fx) * (1.0 - fy) +
+           (at(y0 + 1, x0) * (1.0 - fx) + at(y0 + 1, x0 + 1) * fx) * fy;
+}
+
 // Gradient noise in [0, 1]: no plateaus at the lattice points, so every
 // part of a surface carries detail.
 double ProceduralTexture::gradientNoise(double a, double b, std::uint32_t seed) const
@@ -84,6 +117,8 @@ double ProceduralTexture::fractalNoise(double a, double b, std::uint32_t seed) c
 
 cv::Vec3d ProceduralTexture::colour(double a, double b) const
 {
+    if (m_kind == Kind::Print)
+        return printColour(a, b);
     if (m_kind == Kind::Checker) {
         const double sa = std::tanh(std::sin(CV_PI * a / m_size) * m_sharpness);
         const double sb = std::tanh(std::sin(CV_PI * b / m_size) * m_sharpness);

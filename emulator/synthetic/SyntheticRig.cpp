@@ -8,9 +8,6 @@ namespace korvane::synthetic {
 
 namespace {
 
-using Item = CalibrationFormat::Item;
-using Kind = CalibrationFormat::Kind;
-
 constexpr double kBaseline = 0.06;     // metres
 constexpr double kFieldDegrees = 100.0; // half field of view of each lens
 
@@ -26,34 +23,6 @@ cv::Mat doubles(const cv::Mat& m)
     cv::Mat out;
     m.convertTo(out, CV_64F);
     return out;
-}
-
-// The value the rig writes under one key of the calibration file.
-cv::Mat calibrationValue(const SyntheticRig& rig, const CalibrationFormat::Entry& entry, cv::Size rectifiedSize)
-{
-    switch (entry.kind) {
-    case Kind::WholeNumber: {
-        const int number = entry.item == Item::SerialNumber ? rig.serialNumber() : rig.positionNumber();
-        return (cv::Mat_<double>(1, 1) << number);
-    }
-    case Kind::FrameSize: return (cv::Mat_<double>(1, 2) << rectifiedSize.width, rectifiedSize.height);
-    case Kind::Identity: return CalibrationFormat::identityValue();
-    case Kind::Matrix: break;
-    }
-    // Each eye's parameter vector: intrinsics, distortion, xi, rotation,
-    // translation.
-    switch (entry.item) {
-    case Item::LeftXi: return rig.calibParams(false)[2];
-    case Item::LeftIntrinsicMatrix: return rig.calibParams(false)[0];
-    case Item::LeftDistortionCoefficients: return rig.calibParams(false)[1];
-    case Item::LeftRotation: return rig.calibParams(false)[3];
-    case Item::RightXi: return rig.calibParams(true)[2];
-    case Item::RightIntrinsicMatrix: return rig.calibParams(true)[0];
-    case Item::RightDistortionCoefficients: return rig.calibParams(true)[1];
-    case Item::RightRotation: return rig.calibParams(true)[3];
-    case Item::Translation: return rig.calibParams(false)[4];
-    default: return cv::Mat();
-    }
 }
 
 } // namespace
@@ -92,13 +61,8 @@ std::vector<cv::Mat> SyntheticRig::calibParams(bool right) const
 
 bool SyntheticRig::writeCalibrationFile(const std::string& path, cv::Size rectifiedSize) const
 {
-    cv::FileStorage fs(path, cv::FileStorage::WRITE);
-    if (!fs.isOpened())
-        return false;
-    for (const CalibrationFormat::Entry& entry : CalibrationFormat::writeOrder())
-        fs << entry.key << calibrationValue(*this, entry, rectifiedSize);
-    fs.release();
-    return true;
+    return CalibrationFormat::write(path, {calibParams(false), calibParams(true), serialNumber(), positionNumber(),
+                                           rectifiedSize});
 }
 
 } // namespace korvane::synthetic

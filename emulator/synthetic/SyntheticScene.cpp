@@ -58,6 +58,15 @@ SyntheticScene SyntheticScene::wall(double distance)
     return scene;
 }
 
+SyntheticScene SyntheticScene::withObject(const SceneObject& object)
+{
+    SyntheticScene scene;
+    scene.m_objects = room();
+    scene.m_board = scene.m_objects.size();
+    scene.m_objects.push_back(object);
+    return scene;
+}
+
 bool SyntheticScene::trace(const cv::Vec3d& origin, const cv::Vec3d& direction, double t,
                            cv::Vec3d& colour, double& distance) const
 {

@@ -25,6 +25,10 @@ public:
     // of constant depth in every direction.
     static SyntheticScene wall(double distance);
 
+    // The room alone with one object in front of the eyes, such as a
+    // calibration target.
+    static SyntheticScene withObject(const SceneObject& object);
+
     // First surface met by a ray from `origin` along the unit `direction` at
     // time t (seconds): its colour (BGR, 0 to 255) and distance (metres).
     bool trace(const cv::Vec3d& origin, const cv::Vec3d& direction, double t, cv::Vec3d& colour,

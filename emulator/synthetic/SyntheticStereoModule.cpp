@@ -64,8 +64,10 @@ cv::Matx33d SyntheticStereoModule::perspectiveMatrix(cv::Size rectifiedSize, dou
     return {f, 0.0, rectifiedSize.width / 2.0 - 0.5, 0.0, f, rectifiedSize.height / 2.0 - 0.5, 0.0, 0.0, 1.0};
 }
 
-cv::Mat SyntheticStereoModule::renderDepth(int frameIndex, cv::Size rectifiedSize, double hFovDegrees) const
+cv::Mat SyntheticStereoModule::renderDepth(int frameIndex, cv::Size rectifiedSize, double hFovDegrees,
+                                           const cv::Matx33d& viewFromRig) const
 {
+    const cv::Matx33d rigFromView = viewFromRig.t();
     const cv::Matx33d p = perspectiveMatrix(rectifiedSize, hFovDegrees);
     const cv::Vec3d origin = m_rig.eye(false).centre();
     const double t = timeOf(frameIndex);
@@ -78,7 +80,7 @@ cv::Mat SyntheticStereoModule::renderDepth(int frameIndex, cv::Size rectifiedSiz
                 const double length = cv::norm(ray);
                 cv::Vec3d colour;
                 double distance = 0.0;
-                if (m_scene.trace(origin, ray / length, t, colour, distance))
+                if (m_scene.trace(origin, rigFromView * ray / length, t, colour, distance))
                     row[j] = static_cast<float>(distance / length);
             }
         }

@@ -40,8 +40,11 @@ public:
     // Depth (CV_32FC1, metres along the optical axis) of the left eye's
     // perspective rectified view: size W x H, horizontal field of view hFov,
     // focal length (W/2) / tan(hFov/2) on both axes, principal point at the
-    // image centre.
-    cv::Mat renderDepth(int frameIndex, cv::Size rectifiedSize, double hFovDegrees) const;
+    // image centre. `viewFromRig` turns the view away from the rig frame, as
+    // a calibration's rectifying rotation of the left eye does (the rig
+    // frame is the true rectified frame).
+    cv::Mat renderDepth(int frameIndex, cv::Size rectifiedSize, double hFovDegrees,
+                        const cv::Matx33d& viewFromRig = cv::Matx33d::eye()) const;
 
     // Pixel where a rig-frame point appears in an eye's perspective rectified
     // view (the pinhole model of renderDepth's camera, placed at the eye).

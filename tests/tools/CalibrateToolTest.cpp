@@ -1,0 +1,209 @@
+// korvane-calibrate: a calibration from a folder of rendered views, the
+// target's print, and a clear refusal with status 1 of every bad source.
+#include <chrono>
+#include <filesystem>
+#include <map>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <opencv2/aruco/dictionary.hpp>
+#include <opencv2/imgcodecs.hpp>
+
+#include "CoverageMap.h"
+#include "ViewSource.h"
+#include "calibration/RenderedViews.h"
+#include "camera/StereoCamera.h"
+#include "support/ChildProcess.h"
+#include "support/TempDir.h"
+
+using korvane::calibration::CalibrationTarget;
+using namespace korvane::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+const CalibrationTarget kCharuco = CalibrationTarget::charuco({8, 6}, 40.0, 30.0, cv::aruco::DICT_4X4_50);
+const std::vector<std::string> kCharucoOptions = {"--target", "charuco", "--squares", "8x6", "--square", "40",
+                                                  "--marker", "30", "--dictionary", "0"};
+
+struct ToolRun
+{
+    int status = -1;
+    std::string output;
+};
+
+ToolRun calibrate(std::vector<std::string> arguments, std::chrono::seconds timeout = 60s,
+                  const std::map<std::string, std::string>& environment = {})
+{
+    arguments.insert(arguments.begin(), KORVANE_CALIBRATE_TOOL);
+    std::map<std::string, std::string> withoutDisplay = environment;
+    withoutDisplay["DISPLAY"] = "";
+    ToolRun run;
+    run.output = runProgram(arguments, withoutDisplay, run.status, timeout, StandardError::Collected);
+    return run;
+}
+
+void writeFrames(const TempDir& dir, const std::vector<cv::Mat>& frames)
+{
+    for (size_t i = 0; i < frames.size(); ++i)
+        ASSERT_TRUE(cv::imwrite(dir.file("view_" + std::to_string(100 + i) + ".png"), frames[i]));
+}
+
+std::vector<std::string> withCharuco(std::vector<std::string> arguments)
+{
+    arguments.insert(arguments.begin(), kCharucoOptions.begin(), kCharucoOptions.end());
+    return arguments;
+}
+
+} // namespace
+
+TEST(CalibrateTool, AFolderOfViewsGivesACalibrationTheKitLoadsAndAReport)
+{
+    TempDir views, out;
+    writeFrames(views, renderedViews(kCharuco, {1856, 800}, 12, 5));
+    const std::string file = out.file("calibration.yml");
+    const ToolRun run = calibrate(withCharuco({"--output", file, "--report", out.file("report"), views.path()}), 300s);
+    ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_NE(run.output.find("RMS reprojection error: left"), std::string::npos) << run.output;
+    StereoCamera camera(97);
+    EXPECT_TRUE(camera.loadCalibParams(file));
+    for (const char* name : {"summary.txt", "coverage_left.png", "coverage_right.png", "rectified.png"})
+        EXPECT_TRUE(std::filesystem::exists(out.file(std::string("report/") + name))) << name;
+    EXPECT_EQ(cv::imread(out.file("report/rectified.png")).size(), cv::Size(1280, 480));
+}
+
+TEST(CalibrateTool, PrintsTheTargetAtAStatedSize)
+{
+    TempDir out;
+    const ToolRun run = calibrate(withCharuco({"--print-target", out.file("target.png")}));
+    ASSERT_EQ(run.status, 0) << run.output;
+    const cv::Mat print = cv::imread(out.file("target.png"), cv::IMREAD_GRAYSCALE);
+    EXPECT_EQ(print.size(), kCharuco.print(200).size());
+    EXPECT_NE(run.output.find("each square measures 40.00 mm"), std::string::npos) << run.output;
+}
+
+TEST(CalibrateTool, BadArgumentsEndWithStatusTwo)
+{
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{}, {"--target", "circles", "dir"}, {"--square", "0", "dir"},
+          {"--marker", "50", "dir"}, {"--video", "a.avi", "dir"}, {"--squares", "2x2", "dir"},
+          {"--force", "dir"}, {"--flash", "--max-rms", "-1", "dir"}, {"--flash", "--device", "x", "dir"}}) {
+        const ToolRun run = calibrate(arguments);
+        EXPECT_EQ(run.status, 2) << run.output;
+        EXPECT_EQ(run.output.rfind("korvane-calibrate: ", 0), 0u) << run.output;
+    }
+}
+
+// Each bad source is named in one line; nothing is written.
+TEST(CalibrateTool, BadSourcesAreRefusedWithAReason)
+{
+    TempDir empty, mixed, blank, few, out;
+    const std::vector<cv::Mat> three = renderedViews(kCharuco, {928, 400}, 3, 9);
+    writeFrames(few, three);
+    writeFrames(mixed, {three[0], cv::Mat(800, 1856, CV_8UC3, cv::Scalar::all(90))});
+    writeFrames(blank, std::vector<cv::Mat>(3, cv::Mat(400, 928, CV_8UC3, cv::Scalar::all(90))));
+    const std::string file = out.file("calibration.yml");
+    const struct
+    {
+        std::vector<std::string> arguments;
+        std::string says;
+    } cases[] = {
+        {{empty.path()}, "no images"},
+        {{mixed.path()}, "the images are of mixed sizes"},
+        {{blank.path()}, "is in both eyes of none of the 3 frames"},
+        {{"--target", "chessboard", "--corners", "9x6", few.path()}, "is in both eyes of none"},
+        {withCharuco({few.path()}), "too few views"},
+        {{"--video", out.file("missing.avi")}, "cannot open the video"},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> arguments = c.arguments;
+        arguments.insert(arguments.begin(), {"--output", file, "--report", out.file("report")});
+        const ToolRun run = calibrate(arguments, 120s);
+        EXPECT_EQ(run.status, 1) << run.output;
+        EXPECT_NE(run.output.find(c.says), std::string::npos) << run.output;
+        EXPECT_FALSE(std::filesystem::exists(file)) << run.output;
+    }
+}
+
+TEST(CoverageMap, CountsTheCellsOfTheCircleThatCornersFell)
+{
+    CoverageMap map({464, 400});
+    EXPECT_EQ(map.fraction(), 0.0);
+    map.add({{232.0f, 200.0f}});
+    const double one = map.fraction();
+    EXPECT_GT(one, 0.0);
+    map.add({{232.0f, 200.0f}, {5000.0f, 5000.0f}, {-3.0f, 10.0f}});
+    EXPECT_EQ(map.fraction(), one);
+    std::vector<cv::Point2f> everywhere;
+    for (float y = 0.5f; y < 400.0f; y += 4.0f)
+        for (float x = 0.5f; x < 464.0f; x += 4.0f)
+            everywhere.emplace_back(x, y);
+    map.add(everywhere);
+    EXPECT_EQ(map.fraction(), 1.0);
+    EXPECT_EQ(map.image({everywhere}, {}).size(), cv::Size(464, 400));
+}
+
+TEST(ViewSource, FramesOfMixedOrOddSizesAreNamed)
+{
+    std::vector<ViewSource::Frame> frames = {{"a.png", cv::Mat(400, 928, CV_8UC3)}, {"b.png", cv::Mat(800, 1856, CV_8UC3)}};
+    cv::Size size;
+    std::string error;
+    EXPECT_FALSE(ViewSource::commonSize(frames, size, error));
+    EXPECT_EQ(error, "the images are of mixed sizes: a.png is 928x400, b.png is 1856x800");
+    frames = {{"c.png", cv::Mat(400, 927, CV_8UC3)}};
+    EXPECT_FALSE(ViewSource::commonSize(frames, size, error));
+    frames = {{"d.png", cv::Mat(400, 928, CV_8UC3)}};
+    EXPECT_TRUE(ViewSource::commonSize(frames, size, error));
+    EXPECT_EQ(size, cv::Size(928, 400));
+}
+
+#ifdef KORVANE_VIRTUAL_MODULE_LAUNCHER
+// --flash writes through the maintenance tool's guarded write (backup,
+// write, read back), only within the limits unless forced; with no module
+// the calibration is kept and the status says it was not flashed.
+TEST(CalibrateTool, FlashesOnlyAGoodEnoughCalibrationThroughTheGuardedWrite)
+{
+    TempDir views, out, backups;
+    writeFrames(views, renderedViews(kCharuco, {1856, 800}, 12, 5));
+    const std::string file = out.file("calibration.yml");
+    const std::map<std::string, std::string> environment = {{"KORVANE_BACKUP_DIR", backups.path()}};
+    const auto underModule = [&](std::vector<std::string> arguments) {
+        arguments = withCharuco(arguments);
+        arguments.insert(arguments.begin(), {KORVANE_VIRTUAL_MODULE_LAUNCHER, "--module",
+                                             "chip=2620,video=0,serial=KV0042", "--", KORVANE_CALIBRATE_TOOL});
+        ToolRun run;
+        std::map<std::string, std::string> withoutDisplay = environment;
+        withoutDisplay["DISPLAY"] = "";
+        run.output = runProgram(arguments, withoutDisplay, run.status, 300s, StandardError::Collected);
+        return run;
+    };
+    const std::vector<std::string> common = {"--output", file, "--report", out.file("report"), "--flash"};
+
+    std::vector<std::string> arguments = common;
+    arguments.push_back(views.path());
+    const ToolRun flashed = underModule(arguments);
+    ASSERT_EQ(flashed.status, 0) << flashed.output;
+    EXPECT_NE(flashed.output.find("User data backed up to " + backups.path()), std::string::npos) << flashed.output;
+    EXPECT_NE(flashed.output.find("written to /dev/video0 and verified"), std::string::npos) << flashed.output;
+
+    arguments = common;
+    arguments.insert(arguments.end(), {"--max-epipolar", "0.0001", views.path()});
+    const ToolRun refused = underModule(arguments);
+    EXPECT_EQ(refused.status, 3) << refused.output;
+    EXPECT_NE(refused.output.find("korvane-calibrate: not flashed: pair RMS error"), std::string::npos)
+        << refused.output;
+    EXPECT_EQ(refused.output.find("User data backed up"), std::string::npos) << refused.output;
+    EXPECT_TRUE(std::filesystem::exists(file));
+
+    arguments = common;
+    arguments.insert(arguments.end(), {"--max-epipolar", "0.0001", "--force", "--device", "4", views.path()});
+    const ToolRun noModule = calibrate(withCharuco(arguments), 300s, environment);
+    EXPECT_EQ(noModule.status, 3) << noModule.output;
+    EXPECT_NE(noModule.output.find("forced"), std::string::npos) << noModule.output;
+    EXPECT_NE(noModule.output.find("korvane-calibrate: not flashed: the write to the module failed"),
+              std::string::npos)
+        << noModule.output;
+}
+#endif

@@ -1,0 +1,158 @@
+#include "CalibrationReport.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <sstream>
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include "camera/FisheyeRectify.h"
+#include "camera/StereoRectifier.h"
+#include "camera/calibration/CalibrationFile.h"
+#include "CoverageMap.h"
+
+namespace {
+
+using korvane::calibration::StereoCalibrator;
+
+double percentile(std::vector<double> values, double fraction)
+{
+    if (values.empty())
+        return 0.0;
+    std::sort(values.begin(), values.end());
+    return values[static_cast<size_t>(fraction * (values.size() - 1))];
+}
+
+std::string fixed(double value, int decimals)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*f", decimals, value);
+    return text;
+}
+
+korvane::StereoRectifier::Eye rectifierEye(const StereoCalibrator::Eye& eye, const cv::Mat& rotation)
+{
+    const cv::Vec4d& d = eye.distortion;
+    return {cv::Mat(eye.intrinsics, true), (cv::Mat_<double>(1, 4) << d[0], d[1], d[2], d[3]), rotation, eye.xi};
+}
+
+} // namespace
+
+CalibrationReport::CalibrationReport(Input input) : m_in(std::move(input))
+{
+    const std::vector<double> errors = korvane::calibration::CalibrationFile::epipolarErrors(
+        m_in.result, m_in.views, kRectifiedSize, kFieldOfView);
+    m_epipolarMedian = percentile(errors, 0.5);
+    m_epipolar95 = percentile(errors, 0.95);
+}
+
+std::string CalibrationReport::summary() const
+{
+    const StereoCalibrator::Result& r = m_in.result;
+    std::ostringstream out;
+    out << "korvane-calibrate report\n"
+        << "target: " << m_in.target << "\n"
+        << "source: " << m_in.source << ", frames of " << m_in.rawSize.width << "x" << m_in.rawSize.height
+        << " (the calibration file is stated for the 1856-pixel raw width)\n"
+        << "views with the target in both eyes: " << m_in.views.size() << " of "
+        << m_in.views.size() + m_in.missed.size() << " frames\n";
+    for (const std::string& missed : m_in.missed)
+        out << "  not used: " << missed << "\n";
+    const auto names = [&](const std::vector<int>& views) {
+        std::string list;
+        for (int v : views)
+            list += (list.empty() ? "" : ", ") + m_in.viewNames[static_cast<size_t>(v)];
+        return list.empty() ? std::string("none") : list;
+    };
+    out << "dropped views (error far above the others'): " << names(r.dropped) << "\n"
+        << "views the calibration could not use: " << names(r.rejected) << "\n";
+    if (!r.ok) {
+        out << "no calibration: " << r.error << "\n";
+        return out.str();
+    }
+    CoverageMap left(r.eyeSize), right(r.eyeSize);
+    for (const auto& view : m_in.views) {
+        left.add(view.left);
+        right.add(view.right);
+    }
+    out << "RMS reprojection error: left " << fixed(r.left.rms, 3) << " px, right " << fixed(r.right.rms, 3)
+        << " px, pair " << fixed(r.pairRms, 3) << " px\n"
+        << "rectified epipolar error (" << kRectifiedSize.width << "x" << kRectifiedSize.height << ", hFov "
+        << kFieldOfView << "): median " << fixed(m_epipolarMedian, 3) << " px, 95th percentile "
+        << fixed(m_epipolar95, 3) << " px\n"
+        << "baseline: " << fixed(cv::norm(r.translation), 2) << " mm\n"
+        << "coverage of the fisheye circle: left " << fixed(100.0 * left.fraction(), 0) << " %, right "
+        << fixed(100.0 * right.fraction(), 0) << " %\n"
+        << "per-view RMS error (px):\n";
+    for (size_t v = 0; v < m_in.views.size(); ++v) {
+        const bool dropped = std::find(r.dropped.begin(), r.dropped.end(), static_cast<int>(v)) != r.dropped.end();
+        out << "  " << m_in.viewNames[v] << ": "
+            << (dropped ? std::string("dropped") : r.viewErrors[v] < 0.0 ? std::string("not used") : fixed(r.viewErrors[v], 3))
+            << "\n";
+    }
+    return out.str();
+}
+
+cv::Mat CalibrationReport::coverage(bool right) const
+{
+    const StereoCalibrator::Result& r = m_in.result;
+    CoverageMap map(r.eyeSize);
+    std::vector<std::vector<cv::Point2f>> used, dropped;
+    for (size_t v = 0; v < m_in.views.size(); ++v) {
+        const auto& corners = right ? m_in.views[v].right : m_in.views[v].left;
+        const bool isDropped = std::find(r.dropped.begin(), r.dropped.end(), static_cast<int>(v)) != r.dropped.end();
+        (isDropped ? dropped : used).push_back(corners);
+        if (!isDropped)
+            map.add(corners);
+    }
+    return map.image(used, dropped);
+}
+
+cv::Mat CalibrationReport::rectifiedPreview(const cv::Mat& frame) const
+{
+    const StereoCalibrator::Result& r = m_in.result;
+    const korvane::CalibrationFormat::Contents file =
+        korvane::calibration::CalibrationFile::contents(r, m_in.rawSize, {});
+    korvane::StereoRectifier rectifier;
+    rectifier.build(rectifierEye(r.left, file.left[3]), rectifierEye(r.right, file.right[3]),
+                    korvane::perspectiveCameraMatrix(kRectifiedSize, kFieldOfView),
+                    korvane::lonLatCameraMatrix(kRectifiedSize, 180.0, 222.0), kRectifiedSize);
+    const int half = frame.cols / 2;
+    cv::Mat preview;
+    cv::hconcat(rectifier.rectify(frame(cv::Rect(0, 0, half, frame.rows)), korvane::StereoRectifier::kPerspective, 0),
+                rectifier.rectify(frame(cv::Rect(half, 0, half, frame.rows)), korvane::StereoRectifier::kPerspective, 1),
+                preview);
+    for (int y = 20; y < preview.rows; y += 24)
+        cv::line(preview, {0, y}, {preview.cols - 1, y}, cv::Scalar(0, 220, 255), 1);
+    return preview;
+}
+
+bool CalibrationReport::write(const std::string& directory, const cv::Mat& previewFrame, std::string& error) const
+{
+    std::error_code ec;
+    std::filesystem::create_directories(directory, ec);
+    const std::filesystem::path dir(directory);
+    FILE* text = std::fopen((dir / "summary.txt").c_str(), "w");
+    if (!text) {
+        error = "cannot write the report into " + directory;
+        return false;
+    }
+    const std::string s = summary();
+    const bool wrote = std::fwrite(s.data(), 1, s.size(), text) == s.size();
+    std::fclose(text);
+    if (!wrote) {
+        error = "cannot write " + (dir / "summary.txt").string();
+        return false;
+    }
+    if (!m_in.result.ok)
+        return true;
+    if (!cv::imwrite((dir / "coverage_left.png").string(), coverage(false)) ||
+        !cv::imwrite((dir / "coverage_right.png").string(), coverage(true)) ||
+        (!previewFrame.empty() && !cv::imwrite((dir / "rectified.png").string(), rectifiedPreview(previewFrame)))) {
+        error = "cannot write the report's pictures into " + directory;
+        return false;
+    }
+    return true;
+}
