@@ -7,15 +7,23 @@
 #include "ToolOptions.h"
 
 const char* const kCalibrateUsage =
-    "usage: korvane-calibrate [TARGET OPTIONS] [--output FILE] [--report DIR] FOLDER\n"
-    "       korvane-calibrate [TARGET OPTIONS] --video SOURCE [--every N] [--output FILE] [--report DIR]\n"
+    "usage: korvane-calibrate [TARGET OPTIONS] [--output FILE] [--report DIR] --device N [--views N]\n"
+    "       korvane-calibrate [TARGET OPTIONS] [--output FILE] [--report DIR] FOLDER\n"
+    "       korvane-calibrate [TARGET OPTIONS] --video SOURCE [--every N | --guided [--views N]] ...\n"
     "       korvane-calibrate [TARGET OPTIONS] --print-target FILE.png\n"
-    "Add --flash [--device N] [--force] to write the result into module N's flash.\n"
+    "Add --flash [--force] to write the result into the module's flash (--device N, default 0).\n"
     "Calibrates a stereo fisheye module from side-by-side views (1856x800 or 928x400)\n"
     "of a printed target: each eye and the pair with the unified model. Views whose\n"
     "error is far above the others' are dropped. Writes the calibration file (stated\n"
-    "for the 1856-pixel raw width) and a report: summary.txt, coverage_left.png,\n"
-    "coverage_right.png and rectified.png.\n"
+    "for the 1856-pixel raw width) and a report: summary.txt, summary.html,\n"
+    "coverage_left.png, coverage_right.png and rectified.png.\n"
+    "Guided capture (--device N alone, or --video SOURCE --guided): a frame is kept\n"
+    "only when the target is in both eyes, still for a few frames, sharp, and adds\n"
+    "coverage of the fisheye circles or a new turn of the board. A window shows both\n"
+    "eyes, the corners, the coverage maps and what to do next; without a display a\n"
+    "line of progress does. It ends at --views views, at the end of a video, on\n"
+    "Escape in the window or on Ctrl-C, and calibrates from the views kept, which\n"
+    "are saved in the report's views folder.\n"
     "Target options:\n"
     "  --target charuco|chessboard   default charuco\n"
     "  --squares WxH                 ChArUco squares, default 8x6\n"
@@ -25,6 +33,9 @@ const char* const kCalibrateUsage =
     "  --dictionary N                ChArUco marker dictionary (OpenCV's number), default 0 (4x4, 50 markers)\n"
     "Other options:\n"
     "  --every N                     of a video, take every N-th frame (default 1)\n"
+    "  --guided                      judge a video's frames as a live module's\n"
+    "  --views N                     views a guided capture keeps (default 25)\n"
+    "  --no-window                   a guided capture shows progress as text only\n"
     "  --serial N, --position N      serial and position number written to the file (default 0)\n"
     "  --output FILE                 default calibration.yml\n"
     "  --report DIR                  default calibration-report\n"
@@ -36,7 +47,8 @@ const char* const kCalibrateUsage =
     "  --max-rms PX                  default 0.5\n"
     "  --max-epipolar PX             default 0.3\n"
     "  --force                       flash even above those limits\n"
-    "  --device N                    the module to flash, /dev/videoN (default 0)\n"
+    "  --device N                    the module, /dev/videoN: alone, the source of a guided\n"
+    "                                capture; with --flash, where the result goes (default 0)\n"
     "Exit status: 0 calibrated (and flashed when asked), 1 no calibration (the reason is\n"
     "printed), 2 bad arguments, 3 calibrated but not flashed (the reason is printed).\n";
 
@@ -96,8 +108,12 @@ bool takeOption(int argc, char** argv, int& index, CalibrateOptions& o, std::str
         error = unknownArgument(option);
         return false;
     }
-    if (option == "--flash" || option == "--force") {
-        (option == "--flash" ? o.flash : o.force) = true;
+    if (option == "--flash" || option == "--force" || option == "--guided") {
+        (option == "--flash" ? o.flash : option == "--force" ? o.force : o.guided) = true;
+        return true;
+    }
+    if (option == "--no-window") {
+        o.window = false;
         return true;
     }
     if (!takeValue(argc, argv, index, value, error))
@@ -132,8 +148,11 @@ bool takeOption(int argc, char** argv, int& index, CalibrateOptions& o, std::str
         return readLimit(option, value, o.maxPairRms, error);
     else if (option == "--max-epipolar")
         return readLimit(option, value, o.maxEpipolar, error);
-    else if (option == "--device")
+    else if (option == "--device") {
+        o.deviceGiven = true;
         return readWholeNumber(option, value, 0, INT_MAX, o.device, error);
+    } else if (option == "--views")
+        return readWholeNumber(option, value, 1, 1000, o.views, error);
     else {
         error = unknownArgument(option);
         return false;
@@ -168,9 +187,20 @@ bool parseCalibrateOptions(int argc, char** argv, CalibrateOptions& o, std::stri
         return false;
     }
     const int sources = !o.folder.empty() + !o.video.empty();
-    if (o.printTarget.empty() && sources != 1) {
-        error = sources == 0 ? "give a FOLDER of images, --video SOURCE or --print-target FILE.png"
-                             : "give either a FOLDER or --video, not both";
+    if (o.printTarget.empty() && sources == 0 && !o.deviceGiven) {
+        error = "give --device N, a FOLDER of images, --video SOURCE or --print-target FILE.png";
+        return false;
+    }
+    if (sources > 1) {
+        error = "give either a FOLDER or --video, not both";
+        return false;
+    }
+    if (o.guided && o.video.empty()) {
+        error = "--guided goes with --video";
+        return false;
+    }
+    if (o.guided && o.every != 1) {
+        error = "--guided takes every frame; leave out --every";
         return false;
     }
     return true;

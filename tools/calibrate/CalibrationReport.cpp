@@ -129,24 +129,54 @@ cv::Mat CalibrationReport::rectifiedPreview(const cv::Mat& frame) const
     return preview;
 }
 
+namespace {
+
+bool writeText(const std::filesystem::path& path, const std::string& text, std::string& error)
+{
+    FILE* file = std::fopen(path.c_str(), "w");
+    if (file == nullptr) {
+        error = "cannot write the report into " + path.parent_path().string();
+        return false;
+    }
+    const bool wrote = std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    if (std::fclose(file) != 0 || !wrote) {
+        error = "cannot write " + path.string();
+        return false;
+    }
+    return true;
+}
+
+std::string escapedHtml(const std::string& text)
+{
+    std::string out;
+    for (char c : text)
+        out += c == '<' ? "&lt;" : c == '>' ? "&gt;" : c == '&' ? "&amp;" : std::string(1, c);
+    return out;
+}
+
+} // namespace
+
+std::string CalibrationReport::html(bool withPictures) const
+{
+    std::string page = "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>Calibration report</title>"
+                       "</head>\n<body>\n<h1>Calibration report</h1>\n<pre>" +
+                       escapedHtml(summary()) + "</pre>\n";
+    if (withPictures)
+        page += "<h2>Coverage of each eye</h2>\n<p><img src=\"coverage_left.png\" alt=\"left eye coverage\"> "
+                "<img src=\"coverage_right.png\" alt=\"right eye coverage\"></p>\n"
+                "<h2>Rectified preview</h2>\n<p><img src=\"rectified.png\" alt=\"rectified preview\"></p>\n";
+    return page + "</body></html>\n";
+}
+
 bool CalibrationReport::write(const std::string& directory, const cv::Mat& previewFrame, std::string& error) const
 {
     std::error_code ec;
     std::filesystem::create_directories(directory, ec);
     const std::filesystem::path dir(directory);
-    FILE* text = std::fopen((dir / "summary.txt").c_str(), "w");
-    if (!text) {
-        error = "cannot write the report into " + directory;
+    const bool pictures = m_in.result.ok;
+    if (!writeText(dir / "summary.txt", summary(), error) || !writeText(dir / "summary.html", html(pictures), error))
         return false;
-    }
-    const std::string s = summary();
-    const bool wrote = std::fwrite(s.data(), 1, s.size(), text) == s.size();
-    std::fclose(text);
-    if (!wrote) {
-        error = "cannot write " + (dir / "summary.txt").string();
-        return false;
-    }
-    if (!m_in.result.ok)
+    if (!pictures)
         return true;
     if (!cv::imwrite((dir / "coverage_left.png").string(), coverage(false)) ||
         !cv::imwrite((dir / "coverage_right.png").string(), coverage(true)) ||

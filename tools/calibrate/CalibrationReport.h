@@ -40,7 +40,11 @@ public:
     // eyes side by side, with horizontal lines to check rows against.
     cv::Mat rectifiedPreview(const cv::Mat& frame) const;
 
-    // summary.txt, coverage_left.png, coverage_right.png, rectified.png.
+    // The summary as a page, showing the pictures when there are any.
+    std::string html(bool withPictures) const;
+
+    // summary.txt, summary.html, coverage_left.png, coverage_right.png,
+    // rectified.png; the text alone when there is no calibration.
     bool write(const std::string& directory, const cv::Mat& previewFrame, std::string& error) const;
 
 private:

@@ -1,5 +1,7 @@
 #include "CoverageMap.h"
 
+#include <cmath>
+
 #include <opencv2/imgproc.hpp>
 
 CoverageMap::CoverageMap(cv::Size eyeSize)
@@ -16,13 +18,66 @@ bool CoverageMap::insideCircle(int row, int col) const
     return cv::norm(cell - centre) <= m_eyeSize.width / 2.0 && cell.y < m_eyeSize.height;
 }
 
+bool CoverageMap::cellOf(const cv::Point2f& point, int& row, int& col) const
+{
+    if (point.x < 0.0f || point.y < 0.0f)
+        return false;
+    col = static_cast<int>(point.x / m_cell);
+    row = static_cast<int>(point.y / m_cell);
+    return row < m_covered.rows && col < m_covered.cols;
+}
+
 void CoverageMap::add(const std::vector<cv::Point2f>& corners)
 {
-    for (const cv::Point2f& p : corners) {
-        const int col = static_cast<int>(p.x / m_cell), row = static_cast<int>(p.y / m_cell);
-        if (row >= 0 && col >= 0 && row < m_covered.rows && col < m_covered.cols)
+    int row = 0, col = 0;
+    for (const cv::Point2f& p : corners)
+        if (cellOf(p, row, col))
             m_covered.at<uchar>(row, col) = 1;
-    }
+}
+
+int CoverageMap::newCells(const std::vector<cv::Point2f>& corners) const
+{
+    cv::Mat added = cv::Mat::zeros(m_covered.size(), CV_8UC1);
+    int row = 0, col = 0, count = 0;
+    for (const cv::Point2f& p : corners)
+        if (cellOf(p, row, col) && insideCircle(row, col) && !m_covered.at<uchar>(row, col) &&
+            !added.at<uchar>(row, col)) {
+            added.at<uchar>(row, col) = 1;
+            ++count;
+        }
+    return count;
+}
+
+std::string CoverageMap::emptiestDirection() const
+{
+    static const char* const kDirections[] = {"right", "bottom-right", "bottom", "bottom-left",
+                                              "left",  "top-left",     "top",    "top-right"};
+    const cv::Point2d centre(m_eyeSize.width / 2.0, m_eyeSize.height / 2.0);
+    cv::Point2d sum(0.0, 0.0);
+    double distances = 0.0;
+    int empty = 0;
+    for (int row = 0; row < m_covered.rows; ++row)
+        for (int col = 0; col < m_covered.cols; ++col)
+            if (insideCircle(row, col) && !m_covered.at<uchar>(row, col)) {
+                const cv::Point2d offset = cv::Point2d((col + 0.5) * m_cell, (row + 0.5) * m_cell) - centre;
+                sum += offset;
+                distances += cv::norm(offset);
+                ++empty;
+            }
+    if (empty == 0)
+        return "";
+    // Nothing covered yet: a start in the middle.
+    if (cv::countNonZero(m_covered) == 0)
+        return "centre";
+    const cv::Point2d mean = sum / empty;
+    // Empty cells all round pull nowhere in particular: they are the
+    // middle or the rim.
+    const double radius = m_eyeSize.width / 2.0;
+    if (cv::norm(mean) < 0.15 * radius)
+        return distances / empty < 0.5 * radius ? "centre" : "edges";
+    const double turns = std::atan2(mean.y, mean.x) / (2.0 * CV_PI); // image y points down
+    const int sector = (static_cast<int>(std::lround(turns * 8.0)) + 8) % 8;
+    return kDirections[sector];
 }
 
 double CoverageMap::fraction() const

@@ -1,6 +1,7 @@
 #ifndef KORVANE_TOOLS_CALIBRATE_COVERAGEMAP_H
 #define KORVANE_TOOLS_CALIBRATE_COVERAGEMAP_H
 
+#include <string>
 #include <vector>
 
 #include <opencv2/core.hpp>
@@ -16,6 +17,12 @@ public:
     explicit CoverageMap(cv::Size eyeSize);
 
     void add(const std::vector<cv::Point2f>& corners);
+    // How many cells inside the circle those corners would newly cover.
+    int newCells(const std::vector<cv::Point2f>& corners) const;
+    // Where in the circle most of the uncovered cells are, seen from its
+    // centre: "top-left", "right", ..., "centre" or "edges" (all round);
+    // empty when the circle is covered.
+    std::string emptiestDirection() const;
     // Covered cells over the cells inside the circle, 0 to 1.
     double fraction() const;
     // The eye image's size: the circle, covered cells shaded, the corners
@@ -25,6 +32,8 @@ public:
 
 private:
     bool insideCircle(int row, int col) const;
+    // The cell a point falls in; false outside the grid.
+    bool cellOf(const cv::Point2f& point, int& row, int& col) const;
 
     cv::Size m_eyeSize;
     double m_cell;

@@ -4,7 +4,8 @@
 #include <filesystem>
 
 #include <opencv2/imgcodecs.hpp>
-#include <opencv2/videoio.hpp>
+
+#include "LiveFrames.h"
 
 namespace {
 
@@ -53,13 +54,11 @@ bool ViewSource::fromFolder(const std::string& folder, std::vector<Frame>& frame
 
 bool ViewSource::fromVideo(const std::string& source, int every, std::vector<Frame>& frames, std::string& error)
 {
-    cv::VideoCapture capture(source);
-    if (!capture.isOpened()) {
-        error = "cannot open the video " + source;
+    const std::unique_ptr<LiveFrames> capture = LiveFrames::video(source, error);
+    if (!capture)
         return false;
-    }
     cv::Mat image;
-    for (int index = 0; static_cast<int>(frames.size()) < kMostFrames && capture.read(image); ++index)
+    for (int index = 0; static_cast<int>(frames.size()) < kMostFrames && capture->next(image); ++index)
         if (index % every == 0)
             frames.push_back({"frame " + std::to_string(index), image.clone()});
     if (frames.empty()) {

@@ -1,6 +1,8 @@
 // Calibrates a stereo fisheye module from side-by-side views of a printed
 // target and writes the calibration file and a report.
 #include <cstdio>
+#include <filesystem>
+#include <memory>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -11,6 +13,8 @@
 
 #include "CalibrateOptions.h"
 #include "CalibrationReport.h"
+#include "GuidedRun.h"
+#include "LiveFrames.h"
 #include "MaintenanceTool.h"
 #include "ToolOptions.h"
 #include "ViewSource.h"
@@ -73,31 +77,17 @@ int flash(const CalibrateOptions& o, double pairRms, double epipolarMedian)
     return 0;
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+// Every frame of a folder or video (every n-th of a video).
+bool collect(const CalibrateOptions& o, const TargetDetector& detector, CalibrationReport::Input& input,
+             cv::Mat& previewFrame, std::string& error)
 {
-    CalibrateOptions o;
-    const auto parse = [&](std::string& error) { return parseCalibrateOptions(argc, argv, o, error); };
-    if (const auto status = helpOrBadArguments(argc, argv, parse, "korvane-calibrate", kCalibrateUsage))
-        return *status;
-    if (!o.printTarget.empty())
-        return printTarget(o);
-
     std::vector<ViewSource::Frame> frames;
-    std::string error;
     const bool read = o.video.empty() ? ViewSource::fromFolder(o.folder, frames, error)
                                       : ViewSource::fromVideo(o.video, o.every, frames, error);
     if (!read)
-        return fail(error);
-
-    const CalibrationTarget target = o.target();
-    const TargetDetector detector(target);
-    CalibrationReport::Input input;
-    input.target = target.describe();
+        return false;
     input.source = o.video.empty() ? o.folder : o.video;
     input.rawSize = frames.front().image.size();
-    cv::Mat previewFrame;
     // A progress line only where someone watches it.
     const bool onTerminal = isatty(STDOUT_FILENO) != 0;
     for (const ViewSource::Frame& frame : frames) {
@@ -119,9 +109,69 @@ int main(int argc, char** argv)
     }
     if (onTerminal)
         std::printf("\n");
+    return true;
+}
+
+// The views a guided capture keeps, saved in the report's views folder so
+// that they can be calibrated from again.
+bool collectGuided(const CalibrateOptions& o, const CalibrationTarget& target, CalibrationReport::Input& input,
+                   cv::Mat& previewFrame, std::string& error)
+{
+    const std::unique_ptr<LiveFrames> frames =
+        o.video.empty() ? LiveFrames::module(o.device, error) : LiveFrames::video(o.video, error);
+    if (!frames)
+        return false;
+    GuidedCapture::Settings settings;
+    settings.wantedViews = o.views;
+    GuidedRun run;
+    if (!GuidedRun::run(*frames, target, settings, o.window, run, error))
+        return false;
+    input.source = frames->name();
+    input.rawSize = run.rawSize;
+    const std::filesystem::path folder = std::filesystem::path(o.reportDirectory) / "views";
+    std::error_code ec;
+    std::filesystem::create_directories(folder, ec);
+    for (const GuidedCapture::View& view : run.views) {
+        char name[32];
+        std::snprintf(name, sizeof name, "view_%02zu.png", input.views.size() + 1);
+        if (!cv::imwrite((folder / name).string(), view.frame)) {
+            error = "cannot write the views into " + folder.string();
+            return false;
+        }
+        input.viewNames.push_back(name);
+        input.views.push_back(view.pair);
+    }
+    if (!run.views.empty())
+        previewFrame = run.views.front().frame;
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    CalibrateOptions o;
+    const auto parse = [&](std::string& error) { return parseCalibrateOptions(argc, argv, o, error); };
+    if (const auto status = helpOrBadArguments(argc, argv, parse, "korvane-calibrate", kCalibrateUsage))
+        return *status;
+    if (!o.printTarget.empty())
+        return printTarget(o);
+
+    const CalibrationTarget target = o.target();
+    const TargetDetector detector(target);
+    CalibrationReport::Input input;
+    input.target = target.describe();
+    cv::Mat previewFrame;
+    std::string error;
+    if (o.live()) {
+        if (!collectGuided(o, target, input, previewFrame, error))
+            return fail(error);
+    } else if (!collect(o, detector, input, previewFrame, error)) {
+        return fail(error);
+    }
     if (input.views.empty())
-        return fail("the target (" + target.describe() + ") is in both eyes of none of the " +
-                    std::to_string(frames.size()) + " frames; check the target options");
+        return fail("the target (" + target.describe() + ") is in both eyes of none of the frames; check the "
+                    "target options");
 
     input.result = StereoCalibrator(detector).calibrate(input.views, {input.rawSize.width / 2, input.rawSize.height});
     const CalibrationReport report(input);
