@@ -1,6 +1,9 @@
 // korvane-calibrate: a calibration from a folder of rendered views, the
 // target's print, and a clear refusal with status 1 of every bad source.
 #include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <thread>
 #include <filesystem>
 #include <map>
 #include <string>
@@ -10,6 +13,7 @@
 
 #include <opencv2/aruco/dictionary.hpp>
 #include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
 
 #include "CoverageMap.h"
 #include "ViewSource.h"
@@ -17,6 +21,7 @@
 #include "camera/StereoCamera.h"
 #include "support/ChildProcess.h"
 #include "support/TempDir.h"
+#include "support/VirtualDisplay.h"
 
 using korvane::calibration::CalibrationTarget;
 using namespace korvane::test;
@@ -89,7 +94,8 @@ TEST(CalibrateTool, BadArgumentsEndWithStatusTwo)
     for (const std::vector<std::string>& arguments :
          {std::vector<std::string>{}, {"--target", "circles", "dir"}, {"--square", "0", "dir"},
           {"--marker", "50", "dir"}, {"--video", "a.avi", "dir"}, {"--squares", "2x2", "dir"},
-          {"--force", "dir"}, {"--flash", "--max-rms", "-1", "dir"}, {"--flash", "--device", "x", "dir"}}) {
+          {"--force", "dir"}, {"--flash", "--max-rms", "-1", "dir"}, {"--flash", "--device", "x", "dir"},
+          {"--guided", "dir"}, {"--video", "a.avi", "--guided", "--every", "2"}, {"--device", "0", "--views", "0"}}) {
         const ToolRun run = calibrate(arguments);
         EXPECT_EQ(run.status, 2) << run.output;
         EXPECT_EQ(run.output.rfind("korvane-calibrate: ", 0), 0u) << run.output;
@@ -116,6 +122,8 @@ TEST(CalibrateTool, BadSourcesAreRefusedWithAReason)
         {{"--target", "chessboard", "--corners", "9x6", few.path()}, "is in both eyes of none"},
         {withCharuco({few.path()}), "too few views"},
         {{"--video", out.file("missing.avi")}, "cannot open the video"},
+        {{"--video", out.file("missing.avi"), "--guided"}, "cannot open the video"},
+        {{"--device", "63", "--no-window"}, "cannot capture from the module at /dev/video63"},
     };
     for (const auto& c : cases) {
         std::vector<std::string> arguments = c.arguments;
@@ -207,3 +215,146 @@ TEST(CalibrateTool, FlashesOnlyAGoodEnoughCalibrationThroughTheGuardedWrite)
         << noModule.output;
 }
 #endif
+
+namespace {
+
+// A recording of a board moved from pose to pose and held still at each
+// for three frames, as a user would: frame_0000.png on.
+int writeHeldPoses(const TempDir& dir, const std::vector<korvane::synthetic::TargetPose>& poses)
+{
+    const korvane::synthetic::SyntheticTarget rendered = syntheticTarget(kCharuco);
+    int index = 0;
+    for (const auto& pose : poses) {
+        const cv::Mat still = rendered.render(pose, {928, 400});
+        // On its way: the board half a square off.
+        const korvane::synthetic::TargetPose moving(pose.centre() + pose.across() * 0.02,
+                                                    cv::Matx33d(pose.across()[0], pose.down()[0], pose.normal()[0],
+                                                                pose.across()[1], pose.down()[1], pose.normal()[1],
+                                                                pose.across()[2], pose.down()[2], pose.normal()[2]));
+        std::vector<cv::Mat> frames = {rendered.render(moving, {928, 400}), still.clone(), still.clone(),
+                                       still.clone()};
+        for (cv::Mat& frame : frames) {
+            korvane::synthetic::SyntheticTarget::degrade(frame, kBlurSigma, kNoiseSigma, 500 + index);
+            char name[32];
+            std::snprintf(name, sizeof name, "frame_%04d.png", index++);
+            EXPECT_TRUE(cv::imwrite(dir.file(name), frame));
+        }
+    }
+    return index;
+}
+
+// count copies of one frame of the board straight ahead: a long steady
+// recording.
+void writeSteadyRecording(const TempDir& dir, int count)
+{
+    const cv::Mat frame =
+        syntheticTarget(kCharuco).render(korvane::synthetic::TargetPose::facing({0.0, 0.0, 0.3}, {0, 0, 0}),
+                                         {928, 400});
+    ASSERT_TRUE(cv::imwrite(dir.file("frame_0000.png"), frame));
+    for (int i = 1; i < count; ++i) {
+        char name[32];
+        std::snprintf(name, sizeof name, "frame_%04d.png", i);
+        std::filesystem::copy_file(dir.file("frame_0000.png"), dir.file(name));
+    }
+}
+
+size_t filesIn(const std::string& folder)
+{
+    std::error_code ec;
+    size_t count = 0;
+    for (auto it = std::filesystem::directory_iterator(folder, ec); !ec && it != std::filesystem::directory_iterator();
+         ++it)
+        ++count;
+    return count;
+}
+
+} // namespace
+
+TEST(CalibrateTool, AGuidedCaptureKeepsStillViewsThatAddCoverageAndCalibratesFromThem)
+{
+    TempDir frames, out;
+    writeHeldPoses(frames, korvane::synthetic::TargetPose::varied(9, 31));
+    const ToolRun run = calibrate(withCharuco({"--video", frames.file("frame_%04d.png"), "--guided", "--views", "6",
+                                               "--output", out.file("calibration.yml"), "--report",
+                                               out.file("report")}),
+                                  300s);
+    ASSERT_EQ(run.status, 0) << run.output;
+    EXPECT_NE(run.output.find("no window: no display"), std::string::npos) << run.output;
+    EXPECT_NE(run.output.find("kept view 6 of 6; next: done"), std::string::npos) << run.output;
+    // Each pose's first frame is on the move; nothing is kept from those.
+    EXPECT_NE(run.output.find(" moving, "), std::string::npos) << run.output;
+    EXPECT_EQ(run.output.find(" 0 moving, "), std::string::npos) << run.output;
+    EXPECT_EQ(filesIn(out.file("report/views")), 6u);
+    EXPECT_TRUE(std::filesystem::exists(out.file("calibration.yml")));
+    const std::string html = readFile(out.file("report/summary.html"));
+    EXPECT_NE(html.find("<img src=\"rectified.png\""), std::string::npos);
+    EXPECT_NE(html.find("RMS reprojection error: left"), std::string::npos);
+    // The kept views calibrate again as a folder.
+    const ToolRun again = calibrate(withCharuco({"--output", out.file("again.yml"), "--report", out.file("again"),
+                                                 out.file("report/views")}),
+                                    300s);
+    EXPECT_EQ(again.status, 0) << again.output;
+}
+
+TEST(CalibrateTool, CtrlCEndsAGuidedCaptureAndSaysWhatItHad)
+{
+    TempDir frames, out;
+    writeSteadyRecording(frames, 3000);
+    ChildProcess tool({KORVANE_CALIBRATE_TOOL, "--video", frames.file("frame_%04d.png"), "--guided", "--no-window",
+                       "--report", out.file("report"), "--output", out.file("calibration.yml")},
+                      {{"DISPLAY", ""}}, StandardError::Collected);
+    ASSERT_TRUE(tool.started());
+    ASSERT_TRUE(tool.waitFor("kept view 1 of 25", 60s)) << tool.output();
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.finish(60s), 1) << tool.output();
+    EXPECT_NE(tool.output().find("stopped by Ctrl-C after "), std::string::npos) << tool.output();
+    EXPECT_NE(tool.output().find("too few views"), std::string::npos) << tool.output();
+    EXPECT_EQ(filesIn(out.file("report/views")), 1u);
+    EXPECT_FALSE(std::filesystem::exists(out.file("calibration.yml")));
+}
+
+TEST(CalibrateTool, AGuidedCaptureShowsAWindowThatEscapeEnds)
+{
+    TempDir frames, out, screen;
+    writeSteadyRecording(frames, 3000);
+    VirtualDisplay display(screen.path());
+    ASSERT_TRUE(display.ready()) << "Xvfb did not start";
+    ChildProcess tool({KORVANE_CALIBRATE_TOOL, "--video", frames.file("frame_%04d.png"), "--guided", "--report",
+                       out.file("report"), "--output", out.file("calibration.yml")},
+                      VirtualDisplay::programEnvironment(display.name(), out.file("toolkit")),
+                      StandardError::Collected);
+    ASSERT_TRUE(tool.started());
+    ASSERT_TRUE(tool.waitFor("Escape in the window ends it", 30s)) << tool.output();
+    std::string window;
+    for (auto deadline = std::chrono::steady_clock::now() + 20s; window.empty() && std::chrono::steady_clock::now() < deadline;) {
+        int status = -1;
+        const std::string found = display.xdotool({"search", "--name", "^korvane-calibrate$"}, status);
+        if (status == 0 && !found.empty())
+            window = found.substr(0, found.find('\n'));
+        else
+            std::this_thread::sleep_for(200ms);
+    }
+    ASSERT_FALSE(window.empty()) << "no window titled korvane-calibrate within 20 s\n" << tool.output();
+    // The window shows the corners found, in green.
+    int green = 0;
+    for (auto deadline = std::chrono::steady_clock::now() + 15s; green < 100 && std::chrono::steady_clock::now() < deadline;) {
+        const cv::Mat shot = display.screenshot();
+        cv::Mat mask;
+        if (!shot.empty())
+            cv::inRange(shot, cv::Scalar(70, 210, 70), cv::Scalar(90, 230, 90), mask);
+        green = mask.empty() ? 0 : cv::countNonZero(mask);
+        if (green < 100)
+            std::this_thread::sleep_for(300ms);
+    }
+    EXPECT_GE(green, 100) << "the screen shows no corners";
+    int status = -1;
+    display.xdotool({"windowfocus", window}, status);
+    bool stopped = false;
+    for (int attempt = 0; attempt < 5 && !stopped; ++attempt) {
+        display.xdotool({"key", "Escape"}, status);
+        stopped = tool.waitFor("stopped by Escape after ", 3s);
+    }
+    EXPECT_TRUE(stopped) << tool.output();
+    EXPECT_EQ(tool.finish(60s), 1) << tool.output();
+    EXPECT_NE(tool.output().find("too few views"), std::string::npos) << tool.output();
+}
