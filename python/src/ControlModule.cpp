@@ -101,11 +101,15 @@ _Device_Point_* ControlModule::device() const
     return m_handle->device();
 }
 
+std::string ControlModule::failureText(int status, Camera_Operation operation, const std::string& what)
+{
+    return what + " failed: " + Camera_Status_Message(operation, status) + " (" + std::to_string(status) + ")";
+}
+
 void ControlModule::check(int status, Camera_Operation operation, const std::string& what)
 {
     if (status != Camera_Status::Success)
-        throw std::runtime_error(what + " failed: " + Camera_Status_Message(operation, status) + " (" +
-                                 std::to_string(status) + ")");
+        throw std::runtime_error(failureText(status, operation, what));
 }
 
 py::dict ControlModule::info() const
@@ -288,17 +292,13 @@ py::object ControlModule::updateFirmware(const std::string& image, const py::obj
         findAgain();
     if (failure)
         std::rethrow_exception(failure);
-    if (status != Camera_Status::Success && keepUserData) {
-        try {
-            check(status, Camera_Operation::Firmware_Update, "the firmware update");
-        } catch (const std::runtime_error& error) {
-            throw std::runtime_error(std::string(error.what()) + "; the user data as they were are in " +
-                                     guard.backupPath() + ": " +
-                                     maintenance::UserDataGuard::restoreCommand(m_handle->deviceNode(),
-                                                                                guard.backupPath()));
-        }
+    if (status != Camera_Status::Success) {
+        std::string message = failureText(status, Camera_Operation::Firmware_Update, "the firmware update");
+        if (keepUserData)
+            message += "; the user data as they were are in " + guard.backupPath() + ": " +
+                       maintenance::UserDataGuard::restoreCommand(m_handle->deviceNode(), guard.backupPath());
+        throw std::runtime_error(message);
     }
-    check(status, Camera_Operation::Firmware_Update, "the firmware update");
     if (!progress.is_none())
         progress(m_handle->handle().Download_Phase(100.0f), 100.0f);
     return keepUserData ? py::object(py::str(guard.backupPath())) : py::object(py::none());

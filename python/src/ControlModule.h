@@ -67,7 +67,9 @@ private:
 
     // The handle's record, or RuntimeError when the list was replaced since.
     _Device_Point_* device() const;
-    // Raises RuntimeError naming what failed when status is not success.
+    // "<what> failed: <the kit's message> (<status>)".
+    static std::string failureText(int status, Camera_Operation operation, const std::string& what);
+    // Raises RuntimeError with that text when status is not success.
     static void check(int status, Camera_Operation operation, const std::string& what);
     static pybind11::dict infoOf(const Module_Handle& handle);
     // ValueError for a sensor address, value or bus address out of range.
