@@ -91,16 +91,7 @@ TEST_F(Viewer, ShowsBothViewsOfASyntheticSourceAndEndsOnEscape)
     ASSERT_TRUE(viewer.waitFor("Device Position Number:5\n", 20s))
         << "the viewer did not print the module's position within 20 s\n" << viewer.output();
 
-    std::string window;
-    const WaitingFor waitingForWindow("a window titled " + kTitle);
-    for (auto deadline = std::chrono::steady_clock::now() + 20s; window.empty() && std::chrono::steady_clock::now() < deadline;) {
-        int status = -1;
-        const std::string found = display.xdotool({"search", "--name", "^" + kTitle + "$"}, status);
-        if (status == 0 && !found.empty())
-            window = found.substr(0, found.find('\n'));
-        else
-            std::this_thread::sleep_for(200ms);
-    }
+    const std::string window = display.findWindow(kTitle, 20s);
     ASSERT_FALSE(window.empty()) << "no window titled " << kTitle << " within 20 s\n" << viewer.output();
     EXPECT_FALSE(std::filesystem::exists(dbusLaunched))
         << "the viewer started dbus-launch: " << readFile(dbusLaunched);
@@ -120,14 +111,8 @@ TEST_F(Viewer, ShowsBothViewsOfASyntheticSourceAndEndsOnEscape)
     cv::hconcat(frames[0](cv::Rect(464, 0, 464, 400)), frames[0](cv::Rect(0, 0, 464, 400)), otherHalves);
     EXPECT_GT(bestMatchDifference(display.screenshot(), otherHalves), 2.0) << "left and right are not swapped";
 
-    int status = -1;
-    display.xdotool({"windowfocus", window}, status);
-    bool stopped = false;
-    for (int attempt = 0; attempt < 5 && !stopped; ++attempt) {
-        display.xdotool({"key", "Escape"}, status);
-        stopped = viewer.waitFor("Stop get frame done.\n", 2s);
-    }
-    EXPECT_TRUE(stopped) << "the viewer did not stop on Escape\n" << viewer.output();
+    EXPECT_TRUE(display.pressUntil(window, "Escape", [&] { return viewer.waitFor("Stop get frame done.\n", 2s); }))
+        << "the viewer did not stop on Escape\n" << viewer.output();
     EXPECT_EQ(viewer.finish(15s), 0) << viewer.output();
     const std::string& out = viewer.output();
     const std::size_t joined = out.find("[StereoCamera][INFO] Stop get frame done.\n");

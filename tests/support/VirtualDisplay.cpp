@@ -56,6 +56,32 @@ std::string VirtualDisplay::xdotool(std::vector<std::string> args, int& status) 
     return runProgram(args, withDisplay(m_display), status, 5s);
 }
 
+std::string VirtualDisplay::findWindow(const std::string& title, std::chrono::seconds within) const
+{
+    const WaitingFor waiting("a window titled " + title);
+    for (auto deadline = std::chrono::steady_clock::now() + within; std::chrono::steady_clock::now() < deadline;) {
+        int status = -1;
+        const std::string found = xdotool({"search", "--name", "^" + title + "$"}, status);
+        if (status == 0 && !found.empty())
+            return found.substr(0, found.find('\n'));
+        std::this_thread::sleep_for(200ms);
+    }
+    return "";
+}
+
+bool VirtualDisplay::pressUntil(const std::string& window, const std::string& key,
+                                const std::function<bool()>& done) const
+{
+    int status = -1;
+    xdotool({"windowfocus", window}, status);
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        xdotool({"key", key}, status);
+        if (done())
+            return true;
+    }
+    return false;
+}
+
 cv::Mat VirtualDisplay::screenshot() const
 {
     std::ifstream in(m_directory + "/Xvfb_screen0", std::ios::binary);

@@ -1,6 +1,8 @@
 #ifndef KORVANE_TESTS_SUPPORT_VIRTUALDISPLAY_H
 #define KORVANE_TESTS_SUPPORT_VIRTUALDISPLAY_H
 
+#include <chrono>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -25,6 +27,13 @@ public:
 
     // Runs xdotool on this display; its output, status in status.
     std::string xdotool(std::vector<std::string> args, int& status) const;
+
+    // The id of the window whose title is exactly `title`, waiting up to
+    // `within` for it to appear; empty when none does.
+    std::string findWindow(const std::string& title, std::chrono::seconds within) const;
+    // Focuses the window and presses key, up to five times, until `done`
+    // says the program reacted; done's answer.
+    bool pressUntil(const std::string& window, const std::string& key, const std::function<bool()>& done) const;
 
     // The screen as an 8-bit BGR image (empty when it cannot be read).
     cv::Mat screenshot() const;

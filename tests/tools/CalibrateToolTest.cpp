@@ -325,15 +325,7 @@ TEST(CalibrateTool, AGuidedCaptureShowsAWindowThatEscapeEnds)
                       StandardError::Collected);
     ASSERT_TRUE(tool.started());
     ASSERT_TRUE(tool.waitFor("Escape in the window ends it", 30s)) << tool.output();
-    std::string window;
-    for (auto deadline = std::chrono::steady_clock::now() + 20s; window.empty() && std::chrono::steady_clock::now() < deadline;) {
-        int status = -1;
-        const std::string found = display.xdotool({"search", "--name", "^korvane-calibrate$"}, status);
-        if (status == 0 && !found.empty())
-            window = found.substr(0, found.find('\n'));
-        else
-            std::this_thread::sleep_for(200ms);
-    }
+    const std::string window = display.findWindow("korvane-calibrate", 20s);
     ASSERT_FALSE(window.empty()) << "no window titled korvane-calibrate within 20 s\n" << tool.output();
     // The window shows the corners found, in green.
     int green = 0;
@@ -347,14 +339,8 @@ TEST(CalibrateTool, AGuidedCaptureShowsAWindowThatEscapeEnds)
             std::this_thread::sleep_for(300ms);
     }
     EXPECT_GE(green, 100) << "the screen shows no corners";
-    int status = -1;
-    display.xdotool({"windowfocus", window}, status);
-    bool stopped = false;
-    for (int attempt = 0; attempt < 5 && !stopped; ++attempt) {
-        display.xdotool({"key", "Escape"}, status);
-        stopped = tool.waitFor("stopped by Escape after ", 3s);
-    }
-    EXPECT_TRUE(stopped) << tool.output();
+    EXPECT_TRUE(display.pressUntil(window, "Escape", [&] { return tool.waitFor("stopped by Escape after ", 3s); }))
+        << tool.output();
     EXPECT_EQ(tool.finish(60s), 1) << tool.output();
     EXPECT_NE(tool.output().find("too few views"), std::string::npos) << tool.output();
 }
