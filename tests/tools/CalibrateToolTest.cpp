@@ -16,6 +16,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "CoverageMap.h"
+#include "VideoSource.h"
 #include "ViewSource.h"
 #include "calibration/RenderedViews.h"
 #include "camera/StereoCamera.h"
@@ -343,4 +344,20 @@ TEST(CalibrateTool, AGuidedCaptureShowsAWindowThatEscapeEnds)
         << tool.output();
     EXPECT_EQ(tool.finish(60s), 1) << tool.output();
     EXPECT_NE(tool.output().find("too few views"), std::string::npos) << tool.output();
+}
+
+TEST(VideoSource, AMissingFileOrSequenceIsNamedBeforeTheVideoLibraryTries)
+{
+    TempDir dir;
+    EXPECT_EQ(videoSourceProblem(dir.file("none.avi")), "No such file or directory");
+    EXPECT_EQ(videoSourceProblem(dir.path()), "it is not a regular file");
+    EXPECT_EQ(videoSourceProblem(dir.file("frame_%04d.png")), "no image of the sequence is there");
+    writeSteadyRecording(dir, 1);
+    EXPECT_EQ(videoSourceProblem(dir.file("frame_%04d.png")), "");
+    EXPECT_EQ(videoSourceProblem(dir.file("frame_0000.png")), "");
+    // Pipelines and patterns the check does not read are left to the library.
+    EXPECT_EQ(videoSourceProblem("videotestsrc ! appsink"), "");
+    EXPECT_EQ(videoSourceProblem(dir.file("%s_%d.png")), "");
+    EXPECT_TRUE(isVideoPipeline("videotestsrc ! appsink"));
+    EXPECT_FALSE(isVideoPipeline(dir.file("a.avi")));
 }

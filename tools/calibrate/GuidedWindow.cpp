@@ -1,24 +1,14 @@
 #include "GuidedWindow.h"
 
-#include <cstdlib>
-
 #include <opencv2/highgui.hpp>
 #include <opencv2/imgproc.hpp>
+
+#include "WindowDisplay.h"
 
 namespace {
 
 const cv::Scalar kFound(80, 220, 80);
 const cv::Scalar kText(235, 235, 235);
-
-bool hasDisplay()
-{
-    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY"}) {
-        const char* value = std::getenv(name);
-        if (value != nullptr && *value != '\0')
-            return true;
-    }
-    return false;
-}
 
 void writeLine(cv::Mat& picture, const std::string& text, int line, const cv::Scalar& colour)
 {
@@ -76,8 +66,8 @@ cv::Mat GuidedWindow::compose(const cv::Mat& frame, const GuidedCapture& capture
 
 bool GuidedWindow::open(std::string& error)
 {
-    if (!hasDisplay()) {
-        error = "no display (DISPLAY and WAYLAND_DISPLAY are empty)";
+    if (!windowDisplayNamed()) {
+        error = std::string("no display: ") + kNoWindowDisplay;
         return false;
     }
     try {

@@ -5,6 +5,7 @@
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/videoio.hpp>
 
+#include "VideoSource.h"
 #include "camera/StereoCamera.h"
 
 namespace {
@@ -49,7 +50,7 @@ class VideoFrames : public LiveFrames
 {
 public:
     explicit VideoFrames(const std::string& source)
-        : m_capture(source, source.find(" ! ") != std::string::npos ? cv::CAP_GSTREAMER : cv::CAP_ANY),
+        : m_capture(source, isVideoPipeline(source) ? cv::CAP_GSTREAMER : cv::CAP_ANY),
           m_name(source)
     {
     }
@@ -88,6 +89,11 @@ std::unique_ptr<LiveFrames> LiveFrames::module(int device, std::string& error)
 
 std::unique_ptr<LiveFrames> LiveFrames::video(const std::string& source, std::string& error)
 {
+    const std::string problem = videoSourceProblem(source);
+    if (!problem.empty()) {
+        error = "cannot open the video " + source + ": " + problem;
+        return nullptr;
+    }
     const QuietVideoLibrary quiet;
     auto frames = std::make_unique<VideoFrames>(source);
     if (!frames->opened()) {

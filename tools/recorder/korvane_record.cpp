@@ -1,18 +1,15 @@
 // Records what a camera delivers (the untouched side-by-side frames) to a
 // lossless FFV1/Matroska file that StereoCamera::openVideo plays back.
-#include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <string>
-
-#include <sys/stat.h>
 
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/videoio.hpp>
 
 #include "ToolOptions.h"
+#include "VideoSource.h"
 
 namespace {
 
@@ -85,24 +82,11 @@ bool parse(int argc, char** argv, Options& o, std::string& error)
     return true;
 }
 
-bool isPipeline(const std::string& source) { return source.find(" ! ") != std::string::npos; }
-
-// Why a source that names a file cannot be one; empty when it may be.
-// Image-sequence patterns ("%04d") and pipelines are left to the video library.
-std::string sourceFileProblem(const std::string& source)
-{
-    if (isPipeline(source) || source.find('%') != std::string::npos)
-        return "";
-    struct stat info {};
-    if (stat(source.c_str(), &info) != 0)
-        return std::strerror(errno);
-    return S_ISREG(info.st_mode) ? "" : "it is not a regular file";
-}
 
 cv::VideoCapture openSource(const Options& o)
 {
     if (!o.source.empty())
-        return isPipeline(o.source) ? cv::VideoCapture(o.source, cv::CAP_GSTREAMER) : cv::VideoCapture(o.source);
+        return isVideoPipeline(o.source) ? cv::VideoCapture(o.source, cv::CAP_GSTREAMER) : cv::VideoCapture(o.source);
     cv::VideoCapture capture(o.device, cv::CAP_ANY);
     if (o.width > 0 && o.height > 0) {
         capture.set(cv::CAP_PROP_FRAME_WIDTH, o.width);
@@ -119,7 +103,7 @@ int main(int argc, char** argv)
     const auto parseArguments = [&](std::string& error) { return parse(argc, argv, o, error); };
     if (const auto status = helpOrBadArguments(argc, argv, parseArguments, kProgram, kUsage))
         return *status;
-    const std::string problem = o.source.empty() ? "" : sourceFileProblem(o.source);
+    const std::string problem = o.source.empty() ? "" : videoSourceProblem(o.source);
     if (!problem.empty()) {
         std::fprintf(stderr, "%s: cannot open the source '%s': %s\n", kProgram, o.source.c_str(), problem.c_str());
         return 1;
