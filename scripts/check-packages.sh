@@ -97,6 +97,11 @@ read -r -a flags <<<"$(pkg-config --cflags --libs korvane-sdk)"
 timeout 600 c++ -std=c++17 "$work/consumer/consumer.cpp" "${flags[@]}" -o "$work/pkgconfig-consumer"
 expect_output "consumer ok (kit $kit_version)" "$work/pkgconfig-consumer"
 
+echo "== the calibration program"
+# Its window library and the calibration library resolve from the packages.
+expect_output "print it at" korvane-calibrate --print-target "$work/board.png"
+[[ -s $work/board.png ]] || fail "korvane-calibrate --print-target wrote no picture"
+
 echo "== the maintenance tool"
 [[ $(timeout 60 korvane-maintenance --version) == "korvane-maintenance $kit_version" ]] ||
   fail "korvane-maintenance --version does not say $kit_version"
