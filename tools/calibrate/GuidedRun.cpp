@@ -1,6 +1,5 @@
 #include "GuidedRun.h"
 
-#include <atomic>
 #include <csignal>
 #include <cstdio>
 

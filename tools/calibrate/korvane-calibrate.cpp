@@ -2,8 +2,8 @@
 // target and writes the calibration file and a report.
 #include <cstdio>
 #include <filesystem>
-#include <memory>
 #include <iostream>
+#include <memory>
 #include <string>
 #include <vector>
 
