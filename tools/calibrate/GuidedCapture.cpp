@@ -62,12 +62,14 @@ GuidedCapture::Step GuidedCapture::judge(const cv::Mat& frame, const TargetDetec
                                          const std::string& why)
 {
     Step step;
+    if (pair != nullptr)
+        step.pair = *pair;
     if (pair == nullptr) {
         m_recent.clear();
         step.verdict = Verdict::NotInBothEyes;
         step.status = why;
         step.hint = "show the whole board to both eyes";
-    } else if (step.pair = *pair; !still(*pair)) {
+    } else if (!still(*pair)) {
         step.verdict = Verdict::Moving;
         step.status = "the board is moving";
         step.hint = "hold the board still";
