@@ -11,6 +11,7 @@
 #include "calibration/RenderedViews.h"
 #include "camera/calibration/StereoCalibrator.h"
 #include "camera/calibration/TargetDetector.h"
+#include "emulator/synthetic/SyntheticStereoModule.h"
 
 using korvane::calibration::CalibrationTarget;
 using korvane::calibration::StereoCalibrator;
@@ -52,6 +53,28 @@ void DetectPair928(benchmark::State& state)
     state.SetLabel(charuco ? "ChArUco 8x6" : "chessboard 9x6");
 }
 BENCHMARK(DetectPair928)->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+// Both eyes of a frame of the synthetic room without a target, as a live
+// preview sees between captures: what a miss costs.
+void DetectPairNoTarget928(benchmark::State& state)
+{
+    const bool charuco = state.range(0) != 0;
+    const cv::Size raw(928, 400);
+    cv::Mat frame = korvane::synthetic::SyntheticStereoModule(raw).renderFrame(0);
+    korvane::synthetic::SyntheticTarget::degrade(frame, korvane::test::kBlurSigma, korvane::test::kNoiseSigma, 1);
+    const TargetDetector detector(target(charuco));
+    int found = 0;
+    for (auto _ : state) {
+        TargetDetector::PairCorners pair;
+        std::string why;
+        found += detector.detectPair(frame, pair, why);
+    }
+    state.counters["frames_per_second"] = benchmark::Counter(static_cast<double>(state.iterations()),
+                                                             benchmark::Counter::kIsRate);
+    state.counters["found_share"] = static_cast<double>(found) / static_cast<double>(state.iterations());
+    state.SetLabel(charuco ? "ChArUco 8x6" : "chessboard 9x6");
+}
+BENCHMARK(DetectPairNoTarget928)->Arg(1)->Arg(0)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // Each eye and the pair from the views found in 25 full-size frames.
 void Calibrate25Views1856(benchmark::State& state)

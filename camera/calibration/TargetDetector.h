@@ -14,8 +14,9 @@ namespace korvane::calibration {
 
 // Finds a target's corners in a fisheye eye image and in both eyes of a
 // side-by-side frame. A chessboard is looked for with OpenCV's sector-based
-// finder first and its classic finder after; a ChArUco board by its markers
-// and the corners between them, so a partly seen board still gives corners.
+// finder, quickly first and exhaustively when a board seems to be there; a
+// ChArUco board by its markers and the corners between them, so a partly
+// seen board still gives corners. The two eyes are searched in parallel.
 class KORVANE_CALIBRATION_EXPORT TargetDetector
 {
 public:

@@ -289,7 +289,8 @@ TEST_P(GroundTruth, RecoversTheModuleCalibrationAndItsDepth)
 }
 
 INSTANTIATE_TEST_SUITE_P(Targets, GroundTruth,
-                         ::testing::Values(Case{false, {1856, 800}}, Case{true, {1856, 800}}, Case{false, {928, 400}}),
+                         ::testing::Values(Case{false, {1856, 800}}, Case{true, {1856, 800}}, Case{false, {928, 400}},
+                                           Case{true, {928, 400}}),
                          caseName);
 
 // The kit with the module's own calibration on the same measure: the
