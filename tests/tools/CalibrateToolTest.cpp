@@ -274,7 +274,7 @@ size_t filesIn(const std::string& folder)
 TEST(CalibrateTool, AGuidedCaptureKeepsStillViewsThatAddCoverageAndCalibratesFromThem)
 {
     TempDir frames, out;
-    writeHeldPoses(frames, korvane::synthetic::TargetPose::varied(9, 31));
+    writeHeldPoses(frames, korvane::synthetic::TargetPose::varied(14, 31));
     const ToolRun run = calibrate(withCharuco({"--video", frames.file("frame_%04d.png"), "--guided", "--views", "6",
                                                "--output", out.file("calibration.yml"), "--report",
                                                out.file("report")}),
