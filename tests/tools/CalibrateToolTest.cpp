@@ -106,9 +106,15 @@ TEST(CalibrateTool, BadArgumentsEndWithStatusTwo)
 // Each bad source is named in one line; nothing is written.
 TEST(CalibrateTool, BadSourcesAreRefusedWithAReason)
 {
-    TempDir empty, mixed, blank, few, out;
+    TempDir empty, mixed, blank, few, oneEye, out;
     const std::vector<cv::Mat> three = renderedViews(kCharuco, {928, 400}, 3, 9);
     writeFrames(few, three);
+    std::vector<cv::Mat> leftOnly;
+    for (const cv::Mat& frame : three) {
+        leftOnly.push_back(frame.clone());
+        leftOnly.back()(cv::Rect(464, 0, 464, 400)).setTo(cv::Scalar::all(90));
+    }
+    writeFrames(oneEye, leftOnly);
     writeFrames(mixed, {three[0], cv::Mat(800, 1856, CV_8UC3, cv::Scalar::all(90))});
     writeFrames(blank, std::vector<cv::Mat>(3, cv::Mat(400, 928, CV_8UC3, cv::Scalar::all(90))));
     const std::string file = out.file("calibration.yml");
@@ -119,7 +125,8 @@ TEST(CalibrateTool, BadSourcesAreRefusedWithAReason)
     } cases[] = {
         {{empty.path()}, "no images"},
         {{mixed.path()}, "the images are of mixed sizes"},
-        {{blank.path()}, "is in both eyes of none of the 3 frames"},
+        {{blank.path()}, "is in both eyes of none of the 3 frames (view_100.png: no target found in either eye)"},
+        {withCharuco({oneEye.path()}), "(view_100.png: target found in the left eye only)"},
         {{"--target", "chessboard", "--corners", "9x6", few.path()}, "is in both eyes of none"},
         {withCharuco({few.path()}), "too few views"},
         {{"--video", out.file("missing.avi")}, "cannot open the video"},

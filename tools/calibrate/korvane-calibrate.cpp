@@ -173,7 +173,8 @@ int main(int argc, char** argv)
         return fail("no view was kept, so there is nothing to calibrate from");
     if (input.views.empty())
         return fail("the target (" + target.describe() + ") is in both eyes of none of the " +
-                    std::to_string(input.missed.size()) + " frames; check the target options");
+                    std::to_string(input.missed.size()) + " frames (" + input.missed.front() +
+                    "); check the target options");
 
     input.result = StereoCalibrator(detector).calibrate(input.views, {input.rawSize.width / 2, input.rawSize.height});
     const CalibrationReport report(input);
